@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "framework/registry.h"
+
+#include <new>
+
+namespace vorta {
+
+const std::vector<FilterClassRow>& FilterClassTable() {
+  // One row per effect class; a GUID without a row is reported as unsupported.
+  static const std::vector<FilterClassRow> table = {};
+  return table;
+}
+
+NLEEffectFilter* CreateFilterFromTable(const std::vector<FilterClassRow>& table, FilterInfoPtr info,
+                                       bool create) {
+  if (!info) return nullptr;
+  const std::string guid = info->guid.substr(0, 511);
+  for (const FilterClassRow& row : table) {
+    if (guid != row.guid) continue;
+    if (!create) return SupportedMarker();
+    try {
+      return row.make(std::move(info));
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  }
+  return nullptr;
+}
+
+NLEEffectFilter* CreateFilter(FilterInfoPtr info, bool create) {
+  return CreateFilterFromTable(FilterClassTable(), std::move(info), create);
+}
+
+}  // namespace vorta
