@@ -96,8 +96,9 @@ KAZ_EXPORT int32_t NLEEffectFilterTransform(NLEEffectFilter* f, unsigned char* d
                                             int32_t srcWidth, int32_t srcHeight,
                                             int32_t srcStride) {
   if (f == nullptr) return kFailed;
-  return Guarded<int32_t>(__func__, kFailed, [&] {
-    if (!FramesUsable(__func__, dst, dstWidth, dstHeight, dstStride, aux, auxWidth, auxHeight,
+  const char* const function = __func__;
+  return Guarded<int32_t>(function, kFailed, [&] {
+    if (!FramesUsable(function, dst, dstWidth, dstHeight, dstStride, aux, auxWidth, auxHeight,
                       auxStride, src, srcWidth, srcHeight, srcStride, 4, 4, 4)) {
       return kFailed;
     }
@@ -112,8 +113,9 @@ KAZ_EXPORT int32_t NLEEffectFilterTransformChannels(
     const unsigned char* src, int32_t srcWidth, int32_t srcHeight, int32_t srcStride,
     int32_t dstChannels, int32_t auxChannels, int32_t srcChannels) {
   if (f == nullptr) return kFailed;
-  return Guarded<int32_t>(__func__, kFailed, [&] {
-    if (!FramesUsable(__func__, dst, dstWidth, dstHeight, dstStride, aux, auxWidth, auxHeight,
+  const char* const function = __func__;
+  return Guarded<int32_t>(function, kFailed, [&] {
+    if (!FramesUsable(function, dst, dstWidth, dstHeight, dstStride, aux, auxWidth, auxHeight,
                       auxStride, src, srcWidth, srcHeight, srcStride, dstChannels, auxChannels,
                       srcChannels)) {
       return kFailed;

@@ -214,7 +214,8 @@ bool ScanInto(const std::string& directory, std::vector<FilterInfoPtr>& out, boo
       if (name == "." || name == "..") continue;
       if (!markedOnly || Contains(name, "2_") || Contains(name, "3_") || Contains(name, "4_") ||
           Contains(name, "16_")) {
-        ok = ScanInto(child, out, markedOnly, open) && ok;
+        // A marked directory is a category of effects: everything below it is read.
+        ok = ScanInto(child, out, false, open) && ok;
       }
     } else if (!markedOnly) {
       if (Contains(name, ".conf")) {

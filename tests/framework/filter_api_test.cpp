@@ -1,1 +1,244 @@
+// SPDX-License-Identifier: MIT
+// The exported filter functions, driven end to end with the test filter.
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "api/suites.h"
+#include "framework/effect_registry.h"
+#include "kaz/filter_api.h"
+#include "support/test_support.h"
+#include "test_filter.h"
+
+using kaztest::InvertTestFilter;
+using kaztest::LogCapture;
+using vorta::NLEEffectFilter;
+
+namespace {
+
+// A host utility suite that answers fixed directories and records what it was asked.
+class FakeUtilSuite : public KAZHostUtilSuite {
+ public:
+  struct Call {
+    int code;
+    std::string prefilled;
+    int size;
+  };
+  std::vector<Call> calls;
+  std::vector<std::string> logged;
+
+  int32_t GetPath(int code, char* buffer, int bufferSize) override {
+    calls.push_back({code, buffer, bufferSize});
+    std::snprintf(buffer, bufferSize, "%s", code == 1 ? "/host/res" : "/host/cloud");
+    return 0;
+  }
+  void Log(int level, const char* format, ...) override {
+    va_list args;
+    va_start(args, format);
+    char line[512];
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    logged.push_back(std::to_string(level) + ":" + line);
+  }
+};
+
+class WithHostSuite : public ::testing::Test {
+ protected:
+  void SetUp() override { kaz::Suites().util = &suite_; }
+  void TearDown() override { kaz::Suites().util = nullptr; }
+  FakeUtilSuite suite_;
+};
+
+TEST(FilterApi, NullHandleAnswers) {
+  NLEParamValue value;
+  uint32_t kind = 0;
+  unsigned char px[4] = {};
+  EXPECT_EQ(NLEEffectFilterSetParameter(nullptr, "a", 3, value), 1);
+  EXPECT_EQ(NLEEffectFilterGetParameter(nullptr, "a", &kind, &value), 1);
+  EXPECT_EQ(NLEEffectFilterTransform(nullptr, px, 1, 1, 4, nullptr, 0, 0, 0, px, 1, 1, 4), 1);
+  EXPECT_EQ(NLEEffectFilterTransformChannels(nullptr, px, 1, 1, 4, nullptr, 0, 0, 0, px, 1, 1, 4, 4,
+                                             4, 4),
+            1);
+  EXPECT_EQ(NLEEffectFilterSetTotalTime(nullptr, 1), 1);
+  EXPECT_EQ(NLEEffectFilterSetCurrentTime(nullptr, 1), 1);
+  EXPECT_EQ(NLEEffectFilterSetFrameRate(nullptr, 30, 1), 1);
+  std::shared_ptr<AIDATA::BaseAIDATA> result;
+  EXPECT_EQ(NLEEffectFilterGetAIResData(nullptr, &result), 1);
+  const char* guid = NLEEffectFilterGetGUID(nullptr);
+  ASSERT_NE(guid, nullptr);
+  EXPECT_STREQ(guid, "");
+  DeleteNLEAIEffectFilter(nullptr);
+  NLEEffectFilter* none = nullptr;
+  DeleteNLEAIEffectFilter(&none);
+  EXPECT_EQ(none, nullptr);
+}
+
+TEST(FilterApi, DriveAFilterEndToEnd) {
+  auto info = std::make_shared<vorta::NLEFilterInfo>();
+  info->guid = "TEST-GUID";
+  NLEEffectFilter* f = new InvertTestFilter(info);
+  EXPECT_STREQ(NLEEffectFilterGetGUID(f), "TEST-GUID");
+
+  EXPECT_EQ(NLEEffectFilterSetParameter(f, "Label", 6, vorta::MakeTextValue("file:/tmp/x")), 0);
+  uint32_t kind = 0;
+  NLEParamValue value;
+  ASSERT_EQ(NLEEffectFilterGetParameter(f, "Label", &kind, &value), 0);
+  EXPECT_EQ(kind, 6u);
+  EXPECT_EQ(value.text, "tmp/x");
+  EXPECT_EQ(NLEEffectFilterGetParameter(f, "Unknown", &kind, &value), 1);
+
+  EXPECT_EQ(NLEEffectFilterSetTotalTime(f, 250), 0);
+  EXPECT_EQ(NLEEffectFilterSetCurrentTime(f, 12), 0);
+  EXPECT_EQ(NLEEffectFilterSetFrameRate(f, 30000, 1001), 0);
+  auto* typed = static_cast<InvertTestFilter*>(f);
+  EXPECT_EQ(typed->TotalTime(), 250);
+  EXPECT_EQ(typed->CurrentTime(), 12);
+  EXPECT_EQ(typed->FrameRateNumerator(), 30000);
+  EXPECT_EQ(typed->FrameRateDenominator(), 1001);
+
+  // 2x2 source with padded rows of different strides on each side.
+  std::vector<unsigned char> src = {0,  1,  2,  3,  250, 251, 252, 253, 99, 99,
+                                    10, 20, 30, 40, 50,  60,  70,  80,  99, 99};
+  std::vector<unsigned char> dst(2 * 12, 7);
+  ASSERT_EQ(
+      NLEEffectFilterTransform(f, dst.data(), 2, 2, 12, nullptr, 0, 0, 0, src.data(), 2, 2, 10), 0);
+  const std::vector<unsigned char> expected = {255, 254, 253, 3,  5,   4,   3,   253, 7, 7, 7, 7,
+                                               245, 235, 225, 40, 205, 195, 185, 80,  7, 7, 7, 7};
+  EXPECT_EQ(dst, expected);
+
+  std::shared_ptr<AIDATA::BaseAIDATA> result;
+  EXPECT_EQ(NLEEffectFilterGetAIResData(f, &result), 0);
+  EXPECT_EQ(result, nullptr);
+
+  DeleteNLEAIEffectFilter(&f);
+  EXPECT_EQ(f, nullptr);
+}
+
+struct BadFrame {
+  const char* why;
+  int dw, dh, ds, sw, sh, ss;
+  bool nullDst, nullSrc;
+  int dc, sc;
+  bool withAux;
+  int aw, ah, as;
+};
+
+class RejectedFrames : public ::testing::TestWithParam<BadFrame> {};
+
+TEST_P(RejectedFrames, AnswerOneLeaveTheDestinationAndLog) {
+  const BadFrame& b = GetParam();
+  InvertTestFilter filter(nullptr);
+  std::vector<unsigned char> src(64, 100), aux(64, 9), dst(64, 7);
+  LogCapture log;
+  const int32_t result = NLEEffectFilterTransformChannels(
+      &filter, b.nullDst ? nullptr : dst.data(), b.dw, b.dh, b.ds, b.withAux ? aux.data() : nullptr,
+      b.aw, b.ah, b.as, b.nullSrc ? nullptr : src.data(), b.sw, b.sh, b.ss, b.dc, 4, b.sc);
+  EXPECT_EQ(result, 1) << b.why;
+  EXPECT_EQ(dst, std::vector<unsigned char>(64, 7)) << b.why;
+  EXPECT_EQ(aux, std::vector<unsigned char>(64, 9)) << b.why;
+  ASSERT_EQ(log.Lines().size(), 1u) << b.why;
+  EXPECT_EQ(log.Lines()[0].level, 4);
+  EXPECT_NE(log.Lines()[0].text.find("frame rejected"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FilterApi, RejectedFrames,
+    ::testing::Values(
+        BadFrame{"null destination", 2, 2, 8, 2, 2, 8, true, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"null source", 2, 2, 8, 2, 2, 8, false, true, 4, 4, false, 0, 0, 0},
+        BadFrame{"zero width", 0, 2, 8, 0, 2, 8, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"negative height", 2, -1, 8, 2, -1, 8, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"short destination stride", 2, 2, 7, 2, 2, 8, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"short source stride", 2, 2, 8, 2, 2, 4, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"negative stride", 2, 2, -8, 2, 2, 8, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"sizes differ", 2, 2, 8, 2, 3, 8, false, false, 4, 4, false, 0, 0, 0},
+        BadFrame{"three channels", 2, 2, 8, 2, 2, 8, false, false, 3, 4, false, 0, 0, 0},
+        BadFrame{"over 2^31-1 bytes", 2, 2, 8, 1 << 14, 1 << 15, 1 << 16, false, false, 4, 4, false,
+                 0, 0, 0},
+        BadFrame{"overflowing stride x height", 2, 2, 8, 2, 0x40000000, 0x40000000, false, false, 4,
+                 4, false, 0, 0, 0},
+        BadFrame{"bad auxiliary stride", 2, 2, 8, 2, 2, 8, false, false, 4, 4, true, 2, 2, 1},
+        BadFrame{"bad auxiliary size", 2, 2, 8, 2, 2, 8, false, false, 4, 4, true, 0, 2, 8}));
+
+TEST(FilterApi, OneChannelCountsReachTheFilterWhichMayRefuse) {
+  InvertTestFilter filter(nullptr);
+  std::vector<unsigned char> src(16, 100), dst(4, 7);
+  EXPECT_EQ(NLEEffectFilterTransformChannels(&filter, dst.data(), 2, 2, 2, nullptr, 0, 0, 0,
+                                             src.data(), 2, 2, 8, 1, 4, 4),
+            1);
+  EXPECT_EQ(dst, std::vector<unsigned char>(4, 7));
+}
+
+TEST(FilterApi, AnEscapingExceptionBecomesFailureAndALogLine) {
+  InvertTestFilter filter(nullptr);
+  filter.SetParameter("Throw", 5, vorta::MakeIntValue(1));
+  unsigned char src[4] = {1, 2, 3, 4}, dst[4] = {};
+  LogCapture log;
+  EXPECT_EQ(NLEEffectFilterTransform(&filter, dst, 1, 1, 4, nullptr, 0, 0, 0, src, 1, 1, 4), 1);
+  EXPECT_EQ(log.Count(4, "NLEEffectFilterTransform failed: boom\n"), 1);
+}
+
+TEST(FilterApi, LogCallbackGetsLevelFormatAndArgumentsUntilRemoved) {
+  InvertTestFilter filter(nullptr);
+  unsigned char px[4] = {};
+  {
+    LogCapture log;
+    NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4);
+    ASSERT_EQ(log.Lines().size(), 1u);
+    EXPECT_EQ(log.Lines()[0].text,
+              "NLEEffectFilterTransform: frame rejected: width or height below 1\n");
+  }
+  // Removed: lines go nowhere (no host suite either) and nothing breaks.
+  EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
+}
+
+TEST(FilterApi, UnknownOrNullGuidCreatesNothing) {
+  LogCapture log;
+  EXPECT_EQ(CreateNLEAIEffectFilterFromGUID("00000000-0000-0000-0000-000000000000", "/r"), nullptr);
+  EXPECT_TRUE(log.Lines().empty()) << "an unknown GUID is an answer, not an error";
+  EXPECT_EQ(CreateNLEAIEffectFilterFromGUID(nullptr, "/r"), nullptr);
+  EXPECT_EQ(log.Lines().size(), 1u);
+}
+
+TEST_F(WithHostSuite, CreationAsksTheHostForBothDirectories) {
+  auto info = std::make_shared<vorta::NLEFilterInfo>();
+  info->guid = "CACHED-FOR-DIRS";
+  vorta::EffectRegistry::Instance().Add(info);
+
+  CreateNLEAIEffectFilterFromGUID("CACHED-FOR-DIRS", nullptr);
+  ASSERT_EQ(suite_.calls.size(), 2u);
+  EXPECT_EQ(suite_.calls[0].code, 1);
+  EXPECT_EQ(suite_.calls[0].prefilled, "resources");
+  EXPECT_EQ(suite_.calls[0].size, 512);
+  EXPECT_EQ(suite_.calls[1].code, 3);
+  EXPECT_EQ(suite_.calls[1].prefilled, "cloud_resources");
+  EXPECT_EQ(info->ResourceDir(), "/host/res");
+  EXPECT_EQ(info->CloudResourceDir(), "/host/cloud");
+
+  // A given directory is used as it is; the host is still asked for the cloud directory.
+  suite_.calls.clear();
+  CreateNLEAIEffectFilterFromGUID("CACHED-FOR-DIRS", "/given");
+  ASSERT_EQ(suite_.calls.size(), 1u);
+  EXPECT_EQ(suite_.calls[0].code, 3);
+  EXPECT_EQ(info->ResourceDir(), "/given");
+}
+
+TEST(FilterApi, WithoutDirectoryOrHostTheDirectoriesStayUnset) {
+  auto info = std::make_shared<vorta::NLEFilterInfo>();
+  info->guid = "CACHED-NO-HOST";
+  vorta::EffectRegistry::Instance().Add(info);
+  CreateNLEAIEffectFilterFromGUID("CACHED-NO-HOST", nullptr);
+  EXPECT_EQ(info->ResourceDir(), "");
+  EXPECT_EQ(info->CloudResourceDir(), "");
+}
+
+TEST_F(WithHostSuite, WithoutACallbackLinesGoToTheHostSuite) {
+  InvertTestFilter filter(nullptr);
+  unsigned char px[4] = {};
+  NLEEffectFilterTransform(&filter, nullptr, 1, 1, 4, nullptr, 0, 0, 0, px, 1, 1, 4);
+  ASSERT_EQ(suite_.logged.size(), 1u);
+  EXPECT_EQ(suite_.logged[0], "4:NLEEffectFilterTransform: frame rejected: null pixel pointer\n");
+}
+
+}  // namespace

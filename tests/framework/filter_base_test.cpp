@@ -1,1 +1,199 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "framework/registry.h"
+#include "test_filter.h"
+
+using kaztest::InvertTestFilter;
+using vorta::FilterInfoPtr;
+using vorta::PayloadAs;
+
+namespace {
+
+FilterInfoPtr InfoWithParams(const std::string& guid, const std::string& params) {
+  auto info = std::make_shared<vorta::NLEFilterInfo>();
+  info->guid = guid;
+  vorta::ReadParams(nlohmann::json::parse(params), *info);
+  return info;
+}
+
+const char kTwoParams[] = R"([{"NAME": "Edge Thickness", "TYPE": "float", "DEFAULT": 2},
+                              {"NAME": "Path", "TYPE": "string"}])";
+
+TEST(FilterBase, StartsWithDefaultsAndTheInformationsGuid) {
+  InvertTestFilter f(InfoWithParams("G-1", kTwoParams));
+  EXPECT_STREQ(f.GetGUID(), "G-1");
+  EXPECT_EQ(f.Region()[0], 0.0f);
+  EXPECT_EQ(f.Region()[1], 0.0f);
+  EXPECT_EQ(f.Region()[2], 1.0f);
+  EXPECT_EQ(f.Region()[3], 1.0f);
+  EXPECT_EQ(f.FrameRateNumerator(), 25);
+  EXPECT_EQ(f.FrameRateDenominator(), 1);
+  EXPECT_FALSE(f.FirstFlag() || f.SecondFlag() || f.QueryState());
+  uint32_t kind = 0;
+  NLEParamValue value;
+  ASSERT_EQ(f.GetParameter("Edge Thickness", &kind, &value), 0);
+  EXPECT_EQ(kind, 3u);
+  EXPECT_EQ(PayloadAs<float>(value), 2.0f);
+}
+
+TEST(FilterBase, NullInformationGivesAnEmptyFilter) {
+  InvertTestFilter f(nullptr);
+  EXPECT_STREQ(f.GetGUID(), "");
+  NLEParamValue value;
+  EXPECT_FALSE(f.GetParameterValue("Edge Thickness", value));
+}
+
+TEST(FilterBase, ParameterSetsArePrivateCopies) {
+  FilterInfoPtr info = InfoWithParams("G", kTwoParams);
+  InvertTestFilter a(info), b(info);
+  ASSERT_EQ(a.SetParameter("Edge Thickness", 3, vorta::MakeFloatValue(-4.0f)), 0);
+  NLEParamValue value;
+  ASSERT_TRUE(b.GetParameterValue("Edge Thickness", value));
+  EXPECT_EQ(PayloadAs<float>(value), 2.0f);
+  EXPECT_EQ(PayloadAs<float>(info->ParamAt(0)->Value()), 2.0f);
+  ASSERT_TRUE(a.GetParameterValue("Edge Thickness", value));
+  EXPECT_EQ(PayloadAs<float>(value), -4.0f);
+}
+
+TEST(FilterBase, NewNamesTakeTheGivenKindExistingNamesKeepTheirs) {
+  InvertTestFilter f(InfoWithParams("G", "[]"));
+  uint32_t kind = 0;
+  NLEParamValue value;
+  EXPECT_EQ(f.GetParameter("Speed", &kind, &value), 1);
+  ASSERT_EQ(f.SetParameter("Speed", 5, vorta::MakeIntValue(7)), 0);
+  ASSERT_EQ(f.GetParameter("Speed", &kind, &value), 0);
+  EXPECT_EQ(kind, 5u);
+  EXPECT_EQ(PayloadAs<int32_t>(value), 7);
+
+  ASSERT_EQ(f.SetParameter("Speed", 3, vorta::MakeFloatValue(1.5f)), 0);
+  ASSERT_EQ(f.GetParameter("Speed", &kind, &value), 0);
+  EXPECT_EQ(kind, 5u) << "the stored kind stays";
+  EXPECT_EQ(value.type, 3u) << "the value is stored as given, tag included";
+  EXPECT_EQ(PayloadAs<float>(value), 1.5f);
+}
+
+TEST(FilterBase, TextParametersLoseOnlyTheFirstFileUrlPrefix) {
+  InvertTestFilter f(InfoWithParams("G", kTwoParams));
+  ASSERT_EQ(f.SetParameter("Path", 6, vorta::MakeTextValue("file:/a/file:/b")), 0);
+  NLEParamValue value;
+  ASSERT_TRUE(f.GetParameterValue("Path", value));
+  EXPECT_EQ(value.text, "a/file:/b");
+}
+
+TEST(FilterBase, SpacedNameFirstThenUnderscoreSpelling) {
+  InvertTestFilter f(InfoWithParams("G", "[]"));
+  NLEParamValue value;
+  f.SetParameter("Edge_Feather", 3, vorta::MakeFloatValue(1.0f));
+  ASSERT_TRUE(f.GetParameterValueSpacedOrUnderscore("Edge Feather", value));
+  EXPECT_EQ(PayloadAs<float>(value), 1.0f);
+  f.SetParameter("Edge Feather", 3, vorta::MakeFloatValue(2.0f));
+  ASSERT_TRUE(f.GetParameterValueSpacedOrUnderscore("Edge Feather", value));
+  EXPECT_EQ(PayloadAs<float>(value), 2.0f) << "the spaced name wins when both are set";
+  EXPECT_FALSE(f.GetParameterValueSpacedOrUnderscore("Back Blur", value));
+}
+
+TEST(FilterBase, TransformChannelsServesOnlyFourChannels) {
+  InvertTestFilter f(nullptr);
+  unsigned char src[4] = {10, 20, 30, 40}, dst[4] = {1, 2, 3, 4};
+  EXPECT_EQ(f.TransformChannels(dst, 1, 1, 4, nullptr, 0, 0, 0, src, 1, 1, 4, 4, 4, 1), 1);
+  EXPECT_EQ(dst[0], 1) << "a refused call leaves the destination";
+  EXPECT_EQ(f.TransformChannels(dst, 1, 1, 4, nullptr, 0, 0, 0, src, 1, 1, 4, 4, 4, 4), 0);
+  EXPECT_EQ(dst[0], 245);
+  EXPECT_EQ(dst[3], 40);
+}
+
+TEST(AiFilter, TransferPointerTravelsOnlyAsKindSeven) {
+  InvertTestFilter f(nullptr);
+  int object = 0;
+  uint32_t kind = 0;
+  NLEParamValue value;
+
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1) << "fresh: none held";
+  EXPECT_EQ(kind, 7u);
+  EXPECT_EQ(PayloadAs<void*>(value), nullptr);
+
+  f.SetParameter(vorta::kAiDataTransferName, 5, vorta::MakePointerValue(&object));
+  EXPECT_EQ(f.AiDataTransferPointer(), nullptr) << "another kind is dropped";
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1)
+      << "and nothing was stored under the name";
+
+  f.SetParameter(vorta::kAiDataTransferName, 7, vorta::MakePointerValue(&object));
+  EXPECT_EQ(f.AiDataTransferPointer(), &object);
+  value = NLEParamValue();
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 0);
+  EXPECT_EQ(PayloadAs<void*>(value), &object);
+
+  // A null pointer clears the transfer and is stored like any parameter.
+  f.SetParameter(vorta::kAiDataTransferName, 7, vorta::MakePointerValue(nullptr));
+  EXPECT_EQ(f.AiDataTransferPointer(), nullptr);
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 0);
+  EXPECT_EQ(kind, 7u);
+  EXPECT_EQ(PayloadAs<void*>(value), nullptr);
+}
+
+class Registry : public ::testing::Test {
+ protected:
+  const std::vector<vorta::FilterClassRow> table_ = {
+      {"11111111-2222-3333-4444-555555555555", &vorta::MakeFilter<InvertTestFilter>},
+      {"AAAAAAAA-2222-3333-4444-555555555555", &vorta::MakeFilter<InvertTestFilter>},
+  };
+  FilterInfoPtr Info(const std::string& guid) { return InfoWithParams(guid, kTwoParams); }
+};
+
+TEST_F(Registry, CreatesTheClassOfAnExactGuid) {
+  const int before = InvertTestFilter::constructed;
+  vorta::NLEEffectFilter* f =
+      vorta::CreateFilterFromTable(table_, Info("AAAAAAAA-2222-3333-4444-555555555555"), true);
+  ASSERT_NE(f, nullptr);
+  EXPECT_NE(dynamic_cast<InvertTestFilter*>(f), nullptr);
+  EXPECT_STREQ(f->GetGUID(), "AAAAAAAA-2222-3333-4444-555555555555");
+  EXPECT_EQ(InvertTestFilter::constructed, before + 1);
+  delete f;
+}
+
+TEST_F(Registry, AskingAnswersTheMarkerAndBuildsNothing) {
+  const int before = InvertTestFilter::constructed;
+  EXPECT_EQ(
+      vorta::CreateFilterFromTable(table_, Info("11111111-2222-3333-4444-555555555555"), false),
+      reinterpret_cast<vorta::NLEEffectFilter*>(1));
+  EXPECT_EQ(InvertTestFilter::constructed, before);
+}
+
+TEST_F(Registry, CaseBracesAndPrefixesDoNotMatch) {
+  for (const char* guid :
+       {"aaaaaaaa-2222-3333-4444-555555555555", "{AAAAAAAA-2222-3333-4444-555555555555}",
+        "AAAAAAAA-2222-3333-4444-55555555555", "AAAAAAAA-2222-3333-4444-555555555555 ", ""}) {
+    EXPECT_EQ(vorta::CreateFilterFromTable(table_, Info(guid), true), nullptr) << guid;
+    EXPECT_EQ(vorta::CreateFilterFromTable(table_, Info(guid), false), nullptr) << guid;
+  }
+  EXPECT_EQ(vorta::CreateFilterFromTable(table_, nullptr, true), nullptr);
+}
+
+TEST_F(Registry, TwoCreationsAreIndependent) {
+  const std::string guid = "11111111-2222-3333-4444-555555555555";
+  FilterInfoPtr info = Info(guid);
+  std::unique_ptr<vorta::NLEEffectFilter> a(vorta::CreateFilterFromTable(table_, info, true));
+  std::unique_ptr<vorta::NLEEffectFilter> b(vorta::CreateFilterFromTable(table_, info, true));
+  ASSERT_TRUE(a && b);
+  a->SetParameter("Edge Thickness", 3, vorta::MakeFloatValue(9.0f));
+  uint32_t kind;
+  NLEParamValue value;
+  b->GetParameter("Edge Thickness", &kind, &value);
+  EXPECT_EQ(PayloadAs<float>(value), 2.0f);
+}
+
+TEST(RegistryTable, GuidsAreUniqueUpperCaseAndUnbraced) {
+  std::set<std::string> seen;
+  for (const auto& row : vorta::FilterClassTable()) {
+    const std::string guid = row.guid;
+    EXPECT_TRUE(seen.insert(guid).second) << "duplicate " << guid;
+    EXPECT_EQ(guid.size(), 36u) << guid;
+    EXPECT_EQ(guid.find_first_of("abcdef{}"), std::string::npos) << guid;
+    EXPECT_NE(row.make, nullptr);
+  }
+}
+
+}  // namespace

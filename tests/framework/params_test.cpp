@@ -1,1 +1,154 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "framework/filter_info.h"
+#include "framework/filter_params.h"
+
+using nlohmann::json;
+using vorta::NLEFilterInfo;
+using vorta::NLEFilterParams;
+using vorta::PayloadAs;
+
+namespace {
+
+std::shared_ptr<NLEFilterParams> ReadOne(const std::string& entry) {
+  NLEFilterInfo info;
+  vorta::ReadParams(json::parse("[" + entry + "]"), info);
+  return info.ParamAt(0);
+}
+
+TEST(ReadParams, NumericKindsAndTheirPayloads) {
+  auto f = ReadOne(R"({"NAME": "Edge Feather", "TYPE": "float", "MIN": -2.5, "MAX": 10,
+                       "DEFAULT": 0.75})");
+  ASSERT_TRUE(f);
+  EXPECT_EQ(f->Kind(), 3u);
+  EXPECT_EQ(PayloadAs<float>(f->Min()), -2.5f);
+  EXPECT_EQ(PayloadAs<float>(f->Max()), 10.0f);
+  EXPECT_EQ(PayloadAs<float>(f->Default()), 0.75f);
+  EXPECT_EQ(PayloadAs<float>(f->Value()), 0.75f) << "the value starts as the default";
+  EXPECT_EQ(f->Min().type, 3u);
+  EXPECT_EQ(f->Value().type, 3u);
+
+  auto d = ReadOne(R"({"NAME": "d", "TYPE": "double", "DEFAULT": 0.1})");
+  EXPECT_EQ(d->Kind(), 2u);
+  EXPECT_EQ(PayloadAs<double>(d->Value()), 0.1) << "doubles keep full precision";
+
+  auto p = ReadOne(R"({"NAME": "p", "TYPE": "point", "DEFAULT": 3})");
+  EXPECT_EQ(p->Kind(), 5u);
+  EXPECT_EQ(PayloadAs<int32_t>(p->Value()), 3);
+
+  auto i = ReadOne(R"({"NAME": "i", "TYPE": "int", "MIN": -7})");
+  EXPECT_EQ(PayloadAs<int32_t>(i->Min()), -7);
+  EXPECT_EQ(PayloadAs<int32_t>(i->Max()), 0) << "absent bounds are zero";
+  EXPECT_EQ(PayloadAs<int32_t>(i->Default()), 0);
+}
+
+TEST(ReadParams, StringParametersStartEmptyWhateverTheDefault) {
+  auto s = ReadOne(R"({"NAME": "Path", "TYPE": "string", "DEFAULT": "x.png", "MIN": 1})");
+  ASSERT_TRUE(s);
+  EXPECT_EQ(s->Kind(), 6u);
+  EXPECT_EQ(s->Value().text, "");
+  EXPECT_EQ(s->Value().payload[0], 0);
+  EXPECT_EQ(s->Default().text, "");
+}
+
+TEST(ReadParams, UnknownTypesAreDroppedAndReadingGoesOn) {
+  NLEFilterInfo info;
+  vorta::ReadParams(json::parse(R"([
+      {"NAME": "a", "TYPE": "bool"}, {"NAME": "b", "TYPE": "Float"},
+      {"NAME": "c", "TYPE": "int"}, {"NAME": "d", "TYPE": ""}])"),
+                    info);
+  ASSERT_EQ(info.ParamCount(), 1);
+  EXPECT_EQ(info.ParamAt(0)->Name(), "c");
+}
+
+TEST(ReadParams, AliasDefaultsToTheName) {
+  auto plain = ReadOne(R"({"NAME": "Back Blur", "TYPE": "int"})");
+  EXPECT_EQ(plain->Alias(), "Back Blur");
+  auto aliased = ReadOne(R"({"NAME": "Back Blur", "ALIAS": "Blur", "TYPE": "int"})");
+  EXPECT_EQ(aliased->Alias(), "Blur");
+  EXPECT_EQ(aliased->Name(), "Back Blur");
+}
+
+TEST(ReadParams, UiTypeCodesAreExactAndCaseSensitive) {
+  const std::pair<const char*, int32_t> table[] = {
+      {"Color", 1},     {"CheckBox", 2},       {"9Palaces", 3},    {"NoShow", 9},
+      {"ListMask", 13}, {"GradientColor", 14}, {"ListMosaic", 21}, {"ColorStart", 22},
+      {"ColorEnd", 23}, {"Mult100", 25},       {"color", 0},       {"Slider", 0}};
+  for (const auto& [text, code] : table) {
+    auto set = ReadOne(std::string(R"({"NAME": "n", "TYPE": "int", "UIType": ")") + text + "\"}");
+    EXPECT_EQ(set->UiType(), code) << text;
+  }
+  EXPECT_EQ(ReadOne(R"({"NAME": "n", "TYPE": "int"})")->UiType(), 0);
+}
+
+TEST(ReadParams, TypeErrorsPropagateWithTheLibraryMessage) {
+  NLEFilterInfo info;
+  try {
+    vorta::ReadParams(json::parse(R"([{"NAME": 5, "TYPE": "int"}])"), info);
+    FAIL() << "a non-string name must throw";
+  } catch (const json::type_error& e) {
+    EXPECT_NE(std::string(e.what()).find("type must be string, but is number"), std::string::npos);
+  }
+  EXPECT_THROW(vorta::ReadParams(json::parse(R"([{"NAME": "n"}])"), info), json::type_error)
+      << "a missing TYPE reads as null";
+  EXPECT_THROW(
+      vorta::ReadParams(json::parse(R"([{"NAME": "n", "TYPE": "int", "MIN": "1"}])"), info),
+      json::type_error);
+  EXPECT_EQ(info.ParamCount(), 0);
+}
+
+TEST(ParamStore, FileUrlPrefixIsRemovedOnceFromTextValues) {
+  NLEFilterParams set;
+  set.SetKind(vorta::kKindString);
+  set.SetValue(vorta::MakeTextValue("file:/C:/clips/file:/a.png"));
+  EXPECT_EQ(set.Value().text, "C:/clips/file:/a.png");
+  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "C:/clips/file:/a.png");
+}
+
+TEST(ParamStore, PayloadOnlyTextIsTakenFromThePayload) {
+  NLEFilterParams set;
+  set.SetKind(vorta::kKindString);
+  NLEParamValue value;
+  std::strcpy(reinterpret_cast<char*>(value.payload), "file:/x/y.png");
+  value.type = vorta::kKindString;
+  set.SetValue(value);
+  EXPECT_EQ(set.Value().text, "x/y.png");
+  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "x/y.png");
+}
+
+TEST(ParamStore, LongTextIsCutInThePayloadAndKeptWholeInTheText) {
+  NLEFilterParams set;
+  set.SetKind(vorta::kKindString);
+  const std::string longText(700, 'q');
+  set.SetValue(vorta::MakeTextValue(longText));
+  EXPECT_EQ(set.Value().text, longText);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(set.Value().payload)),
+            longText.substr(0, 511));
+}
+
+TEST(ParamStore, NonTextKindsStoreTheValueAsItIs) {
+  NLEFilterParams set;
+  set.SetKind(vorta::kKindFloat);
+  NLEParamValue value = vorta::MakeTextValue("file:/kept");
+  set.SetValue(value);
+  EXPECT_EQ(set.Value().text, "file:/kept");
+  EXPECT_EQ(set.Value().type, 6u) << "the value's own tag is copied";
+}
+
+TEST(ParamCopy, IsDeep) {
+  auto original = ReadOne(R"({"NAME": "n", "ALIAS": "a", "TYPE": "float", "DEFAULT": 1,
+                               "UIType": "Mult100"})");
+  auto copy = original->Copy();
+  copy->SetValue(vorta::MakeFloatValue(9.0f));
+  copy->SetName("changed");
+  EXPECT_EQ(PayloadAs<float>(original->Value()), 1.0f);
+  EXPECT_EQ(original->Name(), "n");
+  EXPECT_EQ(copy->Alias(), "a");
+  EXPECT_EQ(copy->UiType(), 25);
+  EXPECT_EQ(PayloadAs<float>(copy->Default()), 1.0f);
+}
+
+}  // namespace
