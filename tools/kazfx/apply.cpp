@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include <cstdio>
+#include <filesystem>
+#include <map>
+
+#include <opencv2/core.hpp>
+
+#include "commands.h"
+#include "console.h"
+#include "failure.h"
+#include "media.h"
+#include "platform.h"
+#include "render_context.h"
+#include "values.h"
+
+namespace kazfx {
+namespace {
+
+const char kUsage[] =
+    "usage: kazfx apply --effect NAME|GUID [--param NAME=VALUE]... [--resources DIR]\n"
+    "                   [--start N] [--frames N] [--fps F] [--quiet] INPUT OUTPUT\n"
+    "\n"
+    "Runs one effect over every frame of INPUT and writes OUTPUT.\n"
+    "  INPUT   a video file, an image, or a folder of images (taken in name order)\n"
+    "  OUTPUT  a video (.avi, .mp4, .mkv, .mov; no alpha), an image (.png keeps alpha), or a\n"
+    "          folder that receives frame_NNNNNN.png per frame; written under a temporary name\n"
+    "          and put in place only when every frame is done\n"
+    "\n"
+    "  --effect NAME|GUID  the effect, by name (any case) or GUID; kazfx list shows them\n"
+    "  --param NAME=VALUE  a parameter by its declared name (or with '_' for ' '); numbers,\n"
+    "                      colours as 0xRRGGBB or #RRGGBB, on/off switches, text; repeatable\n"
+    "  --start N           the first frame to render (default 0); frame numbers stay those of\n"
+    "                      INPUT, so parts of a clip rendered apart join up\n"
+    "  --frames N          how many frames to render (default: to the end)\n"
+    "  --fps F             frame rate for images and folders (default 25), or to override\n"
+    "                      the video's own\n"
+    "  --quiet             no progress bar and no summary line\n"
+    "  --resources DIR     the resources folder the plug-in scans (default: the project's)\n"
+    "  --plugin PATH       the plug-in file (default: kazAiFilterPlugin.kaz beside kazfx)\n"
+    "  --verbose           also the plug-in's progress lines\n";
+
+std::string SizeText(const cv::Mat& m) {
+  return std::to_string(m.cols) + "x" + std::to_string(m.rows);
+}
+
+std::string ParamNames(const EffectDecl& effect) {
+  if (effect.params.empty()) return "it has none";
+  std::string names = "it has";
+  for (size_t i = 0; i < effect.params.size(); ++i) {
+    names += (i == 0 ? " \"" : ", \"") + effect.params[i].name + "\"";
+  }
+  return names;
+}
+
+bool SamePath(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  return std::filesystem::equivalent(a, b, ec) && !ec;
+}
+
+}  // namespace
+
+int RunApply(const std::vector<std::string>& args) {
+  std::vector<OptionSpec> specs = kHostOptions;
+  for (const char* name : {"effect", "param", "start", "frames", "fps"})
+    specs.push_back({name, true});
+  specs.push_back({"quiet", false});
+  const Options options("apply", specs, args);
+  if (options.Help()) {
+    std::fputs(kUsage, stdout);
+    return kExitOk;
+  }
+  if (options.Positionals().size() != 2) {
+    UsageError("apply needs INPUT and OUTPUT (see kazfx apply --help)");
+  }
+  if (!options.Has("effect")) UsageError("apply needs --effect NAME (kazfx list shows them)");
+  const std::string input = options.Positionals()[0];
+  const std::string output = options.Positionals()[1];
+
+  const int64_t start = ParseInteger(options.Value("start", "0"), "--start");
+  if (start < 0 || start > INT32_MAX) UsageError("--start must be 0 or more");
+  int64_t frames = -1;
+  if (options.Has("frames")) {
+    frames = ParseInteger(options.Value("frames"), "--frames");
+    if (frames < 1 || frames > INT32_MAX) UsageError("--frames must be 1 or more");
+  }
+  double fps = 0;
+  if (options.Has("fps")) {
+    fps = ParseReal(options.Value("fps"), "--fps");
+    if (fps <= 0 || fps > 1e6) UsageError("--fps must be above 0");
+  }
+  const MediaKind outputKind = OutputKind(output);
+  if (SamePath(input, output)) UsageError("OUTPUT is INPUT: write the result somewhere else");
+
+  const HostSettings settings = HostSettingsFrom(options);
+  PluginHost host(settings);
+  host.Start();
+
+  const EffectDecl* effect = FindEffect(host.Effects(), options.Value("effect"));
+  if (effect == nullptr) {
+    UsageError("unknown effect \"" + options.Value("effect") + "\" (kazfx list shows the " +
+               std::to_string(host.Effects().size()) + " effects)");
+  }
+  std::map<std::string, ParamSetting> params;
+  for (const std::string& assignment : options.Values("param")) {
+    const auto [name, text] = SplitAssignment(assignment);
+    const ParamDecl* decl = FindParam(*effect, name);
+    if (decl == nullptr) {
+      UsageError("unknown parameter \"" + name + "\" for " + effect->name + " (" +
+                 ParamNames(*effect) + ")");
+    }
+    params[decl->name] = ParseParamValue(*decl, text);
+  }
+
+  std::unique_ptr<FrameSource> source = OpenSource(input);
+  const int count = source->FrameCount();
+  if (count >= 0 && start >= count) {
+    UsageError("--start " + std::to_string(start) + " is past the end of " + input + " (" +
+               std::to_string(count) + " frame" + (count == 1 ? "" : "s") + ")");
+  }
+  // A range that runs past the end is cut there, so a render farm may split by fixed chunks.
+  int64_t total = count >= 0 ? count - start : -1;
+  if (frames > 0 && (total < 0 || frames < total)) total = frames;
+  if (fps <= 0) fps = source->Fps() > 0 ? source->Fps() : 25.0;
+
+  source->Seek(static_cast<int>(start));
+  cv::Mat frame;
+  if (!source->Read(&frame)) {
+    RunError(input + " has no frame " + std::to_string(start));
+  }
+  std::unique_ptr<FrameSink> sink = OpenSink(output, outputKind, fps, frame.size());
+  InstallInterruptHandler();
+
+  RenderContext context;
+  context.SetTiming(count >= 0 ? count : 0, FrameRateRational(fps));
+  context.SetParams(&params);
+  EffectHandle handle = host.Create(effect->guid);
+  const bool quiet = options.Has("quiet");
+  Progress progress(total > 0 ? static_cast<int>(total) : 0, !quiet && StderrIsTerminal());
+  cv::Mat destination;
+  int done = 0;
+  for (;;) {
+    if (Interrupted()) throw Failure(kExitInterrupted, "interrupted; nothing was written");
+    const int number = static_cast<int>(start) + done;
+    // An editor hands over a cleared buffer; a frame the effect leaves alone shows as empty.
+    destination.create(frame.size(), CV_8UC4);
+    destination.setTo(cv::Scalar::all(0));
+    context.SetFrame(number, &frame, &destination);
+    const int errorsBefore = host.ErrorCount();
+    handle->Update(&context);
+    handle->Render(&context);
+    if (host.ErrorCount() != errorsBefore) {
+      RunError(effect->name + " failed on frame " + std::to_string(number) +
+               " (see the plug-in's message above); nothing was written");
+    }
+    sink->Write(destination, number);
+    progress.Update(++done);
+    if (done == total || !source->Read(&frame)) break;
+  }
+  handle.reset();
+  sink->Commit();
+  progress.Finish();
+  if (!quiet) {
+    std::printf("wrote %d frame%s (%s) to %s in %.1f s, %.1f fps\n", done, done == 1 ? "" : "s",
+                SizeText(destination).c_str(), output.c_str(), progress.Seconds(),
+                progress.Rate(done));
+  }
+  return kExitOk;
+}
+
+}  // namespace kazfx
