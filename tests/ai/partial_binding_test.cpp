@@ -89,6 +89,18 @@ TEST(PartialBinding, HumanSegCreatesButCannotProcessOrDestroy) {
   const KazModuleDoubleStats stats = kaz_test::ModuleStats(*binding);
   EXPECT_EQ(stats.processCalls, 0);
   EXPECT_EQ(stats.destroyCalls, 0);
+  EXPECT_EQ(stats.liveInstances, 1);
+  EXPECT_EQ(kaz_test::KernelStats(*GetQuorinCommonSymbols()).liveFrames, 2);
+
+  // Left behind by the missing entry points; released here so leak checks stay meaningful.
+  auto releaseInstances = kaz_test::DoubleExport<void()>(*binding, "KazModuleDoubleReleaseAll");
+  auto releaseFrames =
+      kaz_test::DoubleExport<void()>(*GetQuorinCommonSymbols(), "KazKernelDoubleReleaseAll");
+  ASSERT_NE(releaseInstances, nullptr);
+  ASSERT_NE(releaseFrames, nullptr);
+  releaseInstances();
+  releaseFrames();
+  EXPECT_EQ(kaz_test::KernelStats(*GetQuorinCommonSymbols()).liveFrames, 0);
 }
 
 }  // namespace

@@ -21,6 +21,17 @@ QUORIN_API void KazModuleDoubleStatsGet(KazModuleDoubleStats* stats) {
   pthread_mutex_unlock(&g_lock);
 }
 
+QUORIN_API void KazModuleDoubleReleaseAll(void) {
+  pthread_mutex_lock(&g_lock);
+  for (int i = 0; i < kMaxInstances; ++i) {
+    if (g_live[i] == NULL) continue;
+    free(g_live[i]);
+    g_live[i] = NULL;
+    g_stats.liveInstances--;
+  }
+  pthread_mutex_unlock(&g_lock);
+}
+
 static int SlotOf(const void* instance) {
   for (int i = 0; i < kMaxInstances; ++i) {
     if (instance != NULL && g_live[i] == instance) return i;

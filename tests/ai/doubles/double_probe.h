@@ -54,6 +54,11 @@ typedef struct KazModuleDoubleStats {
 QUORIN_API const char* KazDoubleScenario(void);
 QUORIN_API void KazKernelDoubleStatsGet(KazKernelDoubleStats* stats);
 QUORIN_API void KazModuleDoubleStatsGet(KazModuleDoubleStats* stats);
+/* Release every live frame or instance. For tests that leave some behind on purpose (an entry
+ * point to free them is missing): the plug-in unloads the library at exit, after which leak
+ * checkers no longer see them as reachable. */
+QUORIN_API void KazKernelDoubleReleaseAll(void);
+QUORIN_API void KazModuleDoubleReleaseAll(void);
 
 #ifdef __cplusplus
 }

@@ -123,4 +123,14 @@ QUORIN_API void QuorinFrameFree(QuorinFrame* frame) {
   free(found);
 }
 
+QUORIN_API void KazKernelDoubleReleaseAll(void) {
+  for (;;) {
+    pthread_mutex_lock(&g_lock);
+    QuorinFrame* frame = g_frames != NULL ? &g_frames->frame : NULL;
+    pthread_mutex_unlock(&g_lock);
+    if (frame == NULL) return;
+    QuorinFrameFree(frame);
+  }
+}
+
 QUORIN_API int32_t QuorinDefaultDeviceTypeGet(void) { return KAZ_DOUBLE_DEVICE_TYPE; }
