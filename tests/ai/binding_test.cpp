@@ -33,29 +33,6 @@ TEST(Binding, SameObjectFromEveryCallerAndThread) {
   EXPECT_EQ(seen[0]->FileName(), "libquorin_module_human_segment.so");
 }
 
-TEST(Binding, LoadOnALoadedBindingResolvesNothingAgain) {
-  const auto binding = GetQuorinHumanSegSymbols();
-  const auto process = binding->QuorinHumanSegmentProcess;
-  const auto handle = binding->ModuleHandle();
-  LogCapture log;
-  EXPECT_TRUE(binding->Load());
-  EXPECT_EQ(binding->ModuleHandle(), handle);
-  EXPECT_EQ(binding->QuorinHumanSegmentProcess, process);
-  EXPECT_TRUE(log.Lines().empty()) << log.Dump();
-}
-
-TEST(Binding, NoBindingFailureIsLoggedWhenEveryLibraryIsThere) {
-  GetQuorinCommonSymbols();
-  GetQuorinHumanSegSymbols();
-  GetQuorinWiperSegSymbols();
-  const LogCapture log = LogCapture::FromProcessStart();
-  EXPECT_EQ(log.CountFormat(kaz_test::kLoadFunc), 0) << log.Dump();
-  EXPECT_EQ(log.CountFormat(kaz_test::kApiNull), 0) << log.Dump();
-  // Creation logs "load lib" with model paths; a library name would mean a failed load.
-  for (const auto& line : log.Lines())
-    EXPECT_EQ(line.text.find("load lib: lib"), std::string::npos);
-}
-
 // Each module binding against the double built from its public header: a misspelt entry point
 // or a wrong library name leaves a field null.
 struct ModuleCase {
