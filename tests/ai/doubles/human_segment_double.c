@@ -19,19 +19,19 @@
 #include "quorin/quorin_human_segment.h"
 
 static int32_t WriteMask(const QuorinFrame* in, QuorinFrame* out) {
-  const char* spec = getenv("KAZ_DOUBLE_HUMANSEG_MASK");
-  if (spec == NULL || *spec == '\0') spec = "ramp";
+  const char* pattern = getenv("KAZ_DOUBLE_HUMANSEG_MASK");
+  if (pattern == NULL || *pattern == '\0') pattern = "ramp";
   int fill = -1, channel = -1, x0 = 0, y0 = 0, x1 = 0, y1 = 0, inside = 0, outside = 0;
   int rect = 0;
   int32_t status = 0;
-  if (strcmp(spec, "ramp") == 0) {
-  } else if (sscanf(spec, "fill:%d", &fill) == 1) {
-  } else if (sscanf(spec, "rect:%d,%d,%d,%d:%d:%d", &x0, &y0, &x1, &y1, &inside, &outside) == 6) {
+  if (strcmp(pattern, "ramp") == 0) {
+  } else if (sscanf(pattern, "fill:%d", &fill) == 1) {
+  } else if (sscanf(pattern, "rect:%d,%d,%d,%d:%d:%d", &x0, &y0, &x1, &y1, &inside, &outside) == 6) {
     rect = 1;
-  } else if (sscanf(spec, "channel:%d", &channel) == 1 && channel >= 0 && channel < 4) {
-  } else if (strcmp(spec, "fail") == 0) {
+  } else if (sscanf(pattern, "channel:%d", &channel) == 1 && channel >= 0 && channel < 4) {
+  } else if (strcmp(pattern, "fail") == 0) {
     return 9;
-  } else if (sscanf(spec, "fail:%d", &fill) == 1) {
+  } else if (sscanf(pattern, "fail:%d", &fill) == 1) {
     status = 9;
   } else {
     return 8;
