@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Process whose search path has no kernel, the human segmentation double, and a copy of the
+// kernel double under a non-ASCII name.
+#include <gtest/gtest.h>
+
+#include <opencv2/core.hpp>
+
+#include "ai/human_seg.h"
+#include "ai/quorin_common.h"
+#include "ai_test_support.h"
+
+using namespace THIRD_LIBRARY_IMPORT;
+using kaz_test::LogCapture;
+
+namespace {
+
+TEST(KernelAbsent, BoundOnceAndEveryCallFailsSoftly) {
+  const auto kernel = GetQuorinCommonSymbols();
+  ASSERT_NE(kernel, nullptr);
+  EXPECT_EQ(kernel->ModuleHandle(), nullptr);
+  EXPECT_EQ(kernel->QuorinVideoFrameAlloc, nullptr);
+  EXPECT_EQ(kernel->QuorinDefaultDeviceTypeGet, nullptr);
+
+  LogCapture log;
+  uint8_t pixel[4] = {};
+  uint8_t* const planes[3] = {pixel, nullptr, nullptr};
+  const int32_t strides[3] = {4, 0, 0};
+  EXPECT_EQ(MakeKernelFrame(planes, QUORIN_FORMAT_BGRA8, 0, 1, 1, strides, 0), nullptr);
+  FreeKernelFrame(nullptr);
+  EXPECT_EQ(GetDefaultDeviceType(), 16);
+  EXPECT_EQ(GetQuorinCommonSymbols(), kernel);
+  const auto lines = log.Lines();
+  ASSERT_EQ(lines.size(), 3u) << log.Dump();
+  for (const auto& line : lines) {
+    EXPECT_EQ(line.level, 4);
+    EXPECT_EQ(line.format, kaz_test::kApiNull);
+  }
+
+  // However often it was asked for, the kernel was looked for once.
+  const LogCapture all = LogCapture::FromProcessStart();
+  EXPECT_EQ(all.CountText("load lib: libquorin_kernel.so error\n"), 1) << all.Dump();
+  EXPECT_EQ(all.CountFormat(kaz_test::kLoadLib, 2), all.CountFormat(kaz_test::kLoadLib));
+}
+
+TEST(KernelAbsent, HumanSegGetsTheFallbackDeviceAndNeverAFrame) {
+  const auto binding = GetQuorinHumanSegSymbols();
+  ASSERT_EQ(kaz_test::ScenarioOf(*binding), "humanseg");
+  QuorinHumanSeg seg("", "", "/models", 2);
+  ASSERT_TRUE(seg.Created());
+  EXPECT_EQ(kaz_test::ModuleStats(*binding).lastConfig.deviceType, 16);
+
+  LogCapture log;
+  const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
+  cv::Mat mask(4, 4, CV_8UC1, cv::Scalar(6));
+  EXPECT_FALSE(seg.Process(image, mask));
+  EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
+  EXPECT_EQ(cv::countNonZero(mask != 6), 0);
+  EXPECT_EQ(log.CountFormat(kaz_test::kApiNull, 4), 2) << log.Dump();  // one per frame
+}
+
+// A binding of its own for the kernel copy named "libquorin_kérnel_ü.so".
+class UnicodeKernel : public LibarySymbols {
+ public:
+  UnicodeKernel() : LibarySymbols("quorin_kérnel_ü.dll") {}
+  decltype(&::QuorinDefaultDeviceTypeGet) QuorinDefaultDeviceTypeGet = nullptr;
+
+ protected:
+  bool ResolveSymbols() override {
+    return Resolve("QuorinDefaultDeviceTypeGet", QuorinDefaultDeviceTypeGet);
+  }
+};
+
+TEST(Platform, LibraryWithANonAsciiNameLoadsByThatName) {
+  const auto binding = ProcessBinding<UnicodeKernel>();
+  ASSERT_NE(binding, nullptr);
+  EXPECT_EQ(binding->FileName(), "libquorin_kérnel_ü.so");
+  ASSERT_NE(binding->ModuleHandle(), nullptr);
+  EXPECT_EQ(kaz_test::ScenarioOf(*binding), "unicode");
+  ASSERT_NE(binding->QuorinDefaultDeviceTypeGet, nullptr);
+  EXPECT_EQ(binding->QuorinDefaultDeviceTypeGet(), KAZ_DOUBLE_DEVICE_TYPE);
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <numeric>
+#include <vector>
+
+#include "ai/copy_plane.h"
+#include "ai/human_seg.h"
+#include "ai/module_support.h"
+#include "ai/platform.h"
+
+namespace {
+
+constexpr unsigned char kUntouched = 0xA5;
+
+struct PlaneCase {
+  int32_t width, height, srcStride, dstStride;
+};
+
+class CopyPlaneTest : public ::testing::TestWithParam<PlaneCase> {};
+
+TEST_P(CopyPlaneTest, CopiesTheSmallerStrideOrTheWholeBlock) {
+  const PlaneCase c = GetParam();
+  std::vector<unsigned char> src(static_cast<size_t>(c.srcStride) * c.height);
+  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<unsigned char>(i * 7 + 3);
+  std::vector<unsigned char> dst(static_cast<size_t>(c.dstStride) * c.height, kUntouched);
+
+  ASSERT_TRUE(kaz::CopyPlane(src.data(), dst.data(), c.width, c.height, c.srcStride, c.dstStride));
+
+  // Equal strides move the whole block, padding included; otherwise each row moves the smaller
+  // stride and the rest of a longer destination row keeps its bytes.
+  const int32_t copied =
+      c.srcStride == c.dstStride ? c.srcStride : std::min(c.srcStride, c.dstStride);
+  for (int32_t y = 0; y < c.height; ++y) {
+    for (int32_t i = 0; i < c.dstStride; ++i) {
+      const unsigned char want =
+          i < copied ? src[static_cast<size_t>(y) * c.srcStride + i] : kUntouched;
+      ASSERT_EQ(dst[static_cast<size_t>(y) * c.dstStride + i], want)
+          << "row " << y << " byte " << i;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strides, CopyPlaneTest,
+    ::testing::Values(PlaneCase{3, 5, 12, 12},  // tight rows
+                      PlaneCase{3, 5, 16, 16},  // padded rows: the last row's padding too
+                      PlaneCase{3, 5, 12, 16},  // 12 bytes a row, 4 left untouched
+                      PlaneCase{4, 5, 16, 12},  // narrower destination: 12, not width x 4
+                      PlaneCase{2, 4, 9, 5},    // strides unrelated to the width
+                      PlaneCase{2, 4, 12, 16},  // 12 bytes a row, more than 2 pixels' worth
+                      PlaneCase{1, 3, 10, 7}, PlaneCase{7, 3, 28, 40}, PlaneCase{1, 1, 1, 1},
+                      PlaneCase{640, 3, 2560, 2564}));
+
+TEST(CopyPlane, RejectsNonPositiveSizesAndNullPointersWithoutCopying) {
+  std::vector<unsigned char> src(64, 1), dst(64, kUntouched);
+  const std::vector<unsigned char> before = dst;
+  // Width plays no part in the copy, yet a width of 0 still refuses it.
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), 0, 4, 16, 16));
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), -1, 4, 16, 16));
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), 4, 0, 16, 16));
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), 4, 4, 0, 16));
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), 4, 4, 16, -16));
+  EXPECT_FALSE(kaz::CopyPlane(nullptr, dst.data(), 4, 4, 16, 16));
+  EXPECT_FALSE(kaz::CopyPlane(src.data(), nullptr, 4, 4, 16, 16));
+  EXPECT_EQ(dst, before);
+}
+
+TEST(CopyPlane, SameBufferIsLeftAsItWas) {
+  std::vector<unsigned char> frame(4 * 16);
+  std::iota(frame.begin(), frame.end(), 0);
+  const std::vector<unsigned char> before = frame;
+  EXPECT_TRUE(kaz::CopyPlane(frame.data(), frame.data(), 4, 4, 16, 16));
+  EXPECT_EQ(frame, before);
+}
+
+TEST(PlatformLibraryName, ModuleTableNamesBecomeLinuxFileNames) {
+  const std::pair<const char*, const char*> names[] = {
+      {"quorin_kernel.dll", "libquorin_kernel.so"},
+      {"quorin_module_human_segment.dll", "libquorin_module_human_segment.so"},
+      {"quorin_module_pipeline_face_landmarks_v2.dll",
+       "libquorin_module_pipeline_face_landmarks_v2.so"},
+      {"st_mobile.dll", "libst_mobile.so"},
+      {"QUORIN_KERNEL.DLL", "libQUORIN_KERNEL.so"},
+      {"quorin_kérnel.dll", "libquorin_kérnel.so"},
+      {"plain", "libplain.so"},
+      {"dll.dll.dll", "libdll.dll.so"},
+  };
+  for (const auto& [table, file] : names) {
+    EXPECT_EQ(kaz::platform::PlatformLibraryName(table), file) << table;
+  }
+}
+
+TEST(ModelPath, RelativePathsJoinTheDirectoryAsGiven) {
+  using THIRD_LIBRARY_IMPORT::JoinModelPath;
+  EXPECT_EQ(JoinModelPath("/res/models", "/seg/a.model"), "/res/models/seg/a.model");
+  EXPECT_EQ(JoinModelPath("/res/models/", "/seg/a.model"), "/res/models//seg/a.model");
+  EXPECT_EQ(JoinModelPath("/res/models", "clothes/c.model"), "/res/models/clothes/c.model");
+  EXPECT_EQ(JoinModelPath("/res/models/", "clothes/c.model"), "/res/models/clothes/c.model");
+  EXPECT_EQ(JoinModelPath("C:\\res\\", "clothes/c.model"), "C:\\res\\clothes/c.model");
+  EXPECT_EQ(JoinModelPath("/res/models", ""), "/res/models");
+  EXPECT_EQ(JoinModelPath("", "clothes/c.model"), "clothes/c.model");
+}
+
+TEST(ModelPath, UnknownHumanSegVariantsSelectNoFile) {
+  for (int32_t variant : {-1, 4, 5, 1000}) EXPECT_STREQ(HumanSegModelFile(variant), "") << variant;
+}
+
+}  // namespace
