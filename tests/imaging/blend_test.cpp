@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: MIT
+// The checked entries: mode dispatch, band-parallel runs, ROIs, validation and the mask blend.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <tuple>
+
+#include "imaging/blend.h"
+#include "imaging/blend_invokers.h"
+#include "imaging/reference.h"
+
+namespace {
+
+using imageC::blendImage;
+using imageC::blendSolidColor;
+
+// Restores OpenCV's thread count when a test changes it.
+class ThreadCount {
+ public:
+  ThreadCount() : saved_(cv::getNumThreads()) {}
+  ~ThreadCount() { cv::setNumThreads(saved_); }
+
+ private:
+  int saved_;
+};
+
+// A width x height ROI inside a larger image whose frame holds a known byte, so that rows are
+// strided (step > width * 4) and writes outside the ROI are visible.
+struct Framed {
+  static constexpr uint8_t kFrame = 0xA5;
+  cv::Mat whole, roi;
+  Framed(const cv::Mat& content, int margin = 3)
+      : whole(content.rows + 2 * margin, content.cols + 2 * margin + 5, CV_8UC4,
+              cv::Scalar::all(kFrame)),
+        roi(whole(cv::Rect(margin, margin, content.cols, content.rows))) {
+    content.copyTo(roi);
+  }
+  // Frame bytes that are no longer the frame value.
+  int64_t frameChanges() const {
+    cv::Size wholeSize;
+    cv::Point offset;
+    roi.locateROI(wholeSize, offset);
+    cv::Mat outside = whole.clone();
+    outside(cv::Rect(offset, roi.size())).setTo(cv::Scalar::all(kFrame));
+    return ref::differingBytes(outside, cv::Mat(whole.size(), CV_8UC4, cv::Scalar::all(kFrame)));
+  }
+};
+
+// Every mode number that means something, plus 1000, through both entries.
+const uint32_t kModes[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11,  12,
+                           13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 1000};
+const int kStrengths[] = {0, 1, 128, 254, 255};
+
+using EntryCase = std::tuple<uint32_t, bool, int>;
+
+std::string entryName(const ::testing::TestParamInfo<EntryCase>& info) {
+  return "Mode" + std::to_string(std::get<0>(info.param)) +
+         (std::get<1>(info.param) ? "_Pre" : "") + "_S" + std::to_string(std::get<2>(info.param));
+}
+
+class ImageEntry : public ::testing::TestWithParam<EntryCase> {};
+
+TEST_P(ImageEntry, MatchesTheReferenceInsideAStridedRoiOnly) {
+  const auto [mode, pre, s] = GetParam();
+  const cv::Mat layerContent = ref::edgyImage(37, 61, 11), dstContent = ref::edgyImage(37, 61, 12);
+  const Framed layer(layerContent), dst(dstContent, 4);
+  // Only the strength's low 8 bits count.
+  ASSERT_TRUE(blendImage(layer.roi, dst.roi, mode, 0x5A00u | s, pre, 8));
+  EXPECT_EQ(ref::differingBytes(dst.roi, ref::blendImage(layerContent, dstContent, mode, s, pre)),
+            0);
+  EXPECT_EQ(dst.frameChanges(), 0);
+  EXPECT_EQ(layer.frameChanges(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllModes, ImageEntry,
+                         ::testing::Combine(::testing::ValuesIn(kModes), ::testing::Bool(),
+                                            ::testing::ValuesIn(kStrengths)),
+                         entryName);
+
+class SolidEntry : public ::testing::TestWithParam<EntryCase> {};
+
+TEST_P(SolidEntry, MatchesTheReferenceForSeveralColours) {
+  const auto [mode, pre, s] = GetParam();
+  const cv::Mat content = ref::edgyImage(29, 45, 21);
+  for (uint32_t packed : {0x00000000u, 0xFF102030u, 0x80FF00FEu, 0x01FFFFFFu, 0xFE7F8001u}) {
+    const Framed image(content);
+    ASSERT_TRUE(blendSolidColor(image.roi, packed, mode, s, pre, 8));
+    EXPECT_EQ(ref::differingBytes(image.roi, ref::blendSolid(content, packed, mode, s, pre)), 0)
+        << std::hex << "colour 0x" << packed;
+    EXPECT_EQ(image.frameChanges(), 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllModes, SolidEntry,
+                         ::testing::Combine(::testing::ValuesIn(kModes), ::testing::Bool(),
+                                            ::testing::ValuesIn(kStrengths)),
+                         entryName);
+
+TEST(BlendImage, Modes18And1000BlendAsNormal) {
+  const cv::Mat layer = ref::edgyImage(20, 33, 1), dst = ref::edgyImage(20, 33, 2);
+  for (bool pre : {false, true}) {
+    cv::Mat normal = dst.clone(), m18 = dst.clone(), m1000 = dst.clone();
+    blendImage(layer, normal, imageC::Normal, 200, pre, 4);
+    blendImage(layer, m18, 18, 200, pre, 4);
+    blendImage(layer, m1000, 1000, 200, pre, 4);
+    EXPECT_EQ(ref::differingBytes(normal, m18), 0);
+    EXPECT_EQ(ref::differingBytes(normal, m1000), 0);
+    EXPECT_GT(ref::differingBytes(normal, dst), 0);
+  }
+}
+
+TEST(BlendSolidColor, CopyModeLeavesTheImageAlone) {
+  const cv::Mat original = ref::edgyImage(20, 33, 3);
+  cv::Mat image = original.clone();
+  EXPECT_TRUE(blendSolidColor(image, 0xFF00FF00u, imageC::Copy, 255, false, 8));
+  EXPECT_EQ(ref::differingBytes(image, original), 0);
+}
+
+TEST(BlendSolidColor, HollowOutWithATransparentColourChangesNothing) {
+  const cv::Mat original = ref::edgyImage(20, 33, 4);
+  cv::Mat image = original.clone();
+  EXPECT_TRUE(blendSolidColor(image, 0x00FFFFFFu, imageC::HollowOut, 255, false, 8));
+  EXPECT_EQ(ref::differingBytes(image, original), 0);
+}
+
+// Band geometry shows in the result only as rows that were missed or blended twice, which
+// Normal at strength 200 would reveal. Every band count over row counts around 8.
+class Banding : public ::testing::TestWithParam<std::tuple<int, int>> {};
+
+TEST_P(Banding, EveryRowIsBlendedOnceAndThreadsDoNotMatter) {
+  ThreadCount restore;
+  const auto [rows, bands] = GetParam();
+  const cv::Mat layer = ref::edgyImage(rows, 23, 5), dst = ref::edgyImage(rows, 23, 6);
+  const cv::Mat expected = ref::blendImage(layer, dst, imageC::Normal, 200, false);
+  cv::Mat parallel = dst.clone(), serial = dst.clone();
+  ASSERT_TRUE(blendImage(layer, parallel, imageC::Normal, 200, false, bands));
+  cv::setNumThreads(1);
+  ASSERT_TRUE(blendImage(layer, serial, imageC::Normal, 200, false, bands));
+  EXPECT_EQ(ref::differingBytes(parallel, expected), 0);
+  EXPECT_EQ(ref::differingBytes(serial, parallel), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(RowsAndBands, Banding,
+                         ::testing::Combine(::testing::Values(1, 7, 8, 9, 17, 64),
+                                            ::testing::Values(-3, 0, 1, 3, 8, 64, 1000)));
+
+TEST(Banding, ParallelRunsOfEveryModeEqualASingleThreadRun) {
+  ThreadCount restore;
+  const cv::Mat layer = ref::edgyImage(251, 197, 7), dst = ref::edgyImage(251, 197, 8);
+  for (uint32_t mode : kModes) {
+    cv::Mat parallel = dst.clone(), serial = dst.clone(), solidParallel = dst.clone(),
+            solidSerial = dst.clone();
+    cv::setNumThreads(-1);
+    blendImage(layer, parallel, mode, 170, false, 8);
+    blendSolidColor(solidParallel, 0xC0408020u, mode, 170, false, 8);
+    cv::setNumThreads(1);
+    blendImage(layer, serial, mode, 170, false, 8);
+    blendSolidColor(solidSerial, 0xC0408020u, mode, 170, false, 8);
+    EXPECT_EQ(ref::differingBytes(parallel, serial), 0) << "mode " << mode;
+    EXPECT_EQ(ref::differingBytes(solidParallel, solidSerial), 0) << "mode " << mode;
+  }
+}
+
+TEST(Banding, BandRowsSplitsEvenlyAndTheLastBandTakesTheRest) {
+  for (int b = 0; b < 7; ++b) {
+    EXPECT_EQ(imageC::bandRows(b, 8, 20), cv::Range(2 * b, 2 * b + 2));
+    EXPECT_EQ(imageC::bandRows(b, 8, 7), cv::Range(0, 0));
+  }
+  EXPECT_EQ(imageC::bandRows(7, 8, 20), cv::Range(14, 20));
+  EXPECT_EQ(imageC::bandRows(7, 8, 7), cv::Range(0, 7));
+  EXPECT_EQ(imageC::bandRows(0, 1, 5), cv::Range(0, 5));
+}
+
+// With 7 rows and 8 bands, bands 0..6 are empty and band 7 holds every row: running the
+// invokers on those band ranges directly shows it.
+TEST(Banding, FewerRowsThanBandsLeavesAllWorkToTheLastBand) {
+  const cv::Mat layer = ref::edgyImage(7, 19, 9), original = ref::edgyImage(7, 19, 10);
+  cv::Mat dst = original.clone();
+  const imageC::parallelBlendNormalRRStrenAlphaInvoker normal(dst, layer, 200, 8);
+  normal(cv::Range(0, 7));
+  EXPECT_EQ(ref::differingBytes(dst, original), 0);
+  normal(cv::Range(7, 8));
+  EXPECT_EQ(ref::differingBytes(dst, ref::blendImage(layer, original, 0, 200, false)), 0);
+
+  cv::Mat mask(7, 19, CV_8UC1), out(7, 19, CV_8UC4, cv::Scalar::all(9));
+  cv::randu(mask, 0, 256);
+  const imageC::parallelMaskBlendInvoker masked(out, layer, mask);
+  masked(cv::Range(0, 7));
+  EXPECT_EQ(cv::countNonZero(out.reshape(1) != 9), 0);
+  masked(cv::Range(7, 8));
+  cv::Mat expected(out.size(), CV_8UC4);
+  for (int y = 0; y < 7; ++y)
+    for (int x = 0; x < 19; ++x)
+      ref::maskPixel(layer.ptr<uint8_t>(y) + 4 * x, mask.at<uint8_t>(y, x),
+                     expected.ptr<uint8_t>(y) + 4 * x);
+  EXPECT_EQ(ref::differingBytes(out, expected), 0);
+}
+
+TEST(BlendImage, LayerAndDestinationMayBeTheSameImage) {
+  const cv::Mat original = ref::edgyImage(31, 40, 13);
+  for (uint32_t mode : kModes) {
+    cv::Mat image = original.clone();
+    ASSERT_TRUE(blendImage(image, image, mode, 200, false, 8));
+    EXPECT_EQ(ref::differingBytes(image, ref::blendImage(original, original, mode, 200, false)), 0)
+        << "mode " << mode;
+  }
+}
+
+TEST(BlendImage, PartlyOverlappingLayerIsReadBeforeAnyBandWrites) {
+  const cv::Mat original = ref::edgyImage(60, 80, 14);
+  for (uint32_t mode : {0u, 2u, 19u, 20u, 22u}) {
+    cv::Mat image = original.clone();
+    const cv::Rect layerRect(0, 0, 70, 50), dstRect(5, 6, 70, 50);
+    ASSERT_TRUE(blendImage(image(layerRect), image(dstRect), mode, 200, false, 8));
+    cv::Mat expected = original.clone();
+    ref::blendImage(original(layerRect), original(dstRect), mode, 200, false)
+        .copyTo(expected(dstRect));
+    EXPECT_EQ(ref::differingBytes(image, expected), 0) << "mode " << mode;
+  }
+}
+
+TEST(BlendImage, RejectsUnusableImagesWithoutTouchingThem) {
+  const cv::Mat original = ref::edgyImage(10, 12, 15);
+  cv::Mat dst = original.clone();
+  const cv::Mat layer = ref::edgyImage(10, 12, 16);
+  EXPECT_FALSE(blendImage(cv::Mat(10, 12, CV_8UC3, cv::Scalar::all(1)), dst, 0, 255, false, 8));
+  EXPECT_FALSE(blendImage(layer, cv::Mat(10, 12, CV_8UC1), 0, 255, false, 8));
+  EXPECT_FALSE(blendImage(layer(cv::Rect(0, 0, 11, 10)), dst, 0, 255, false, 8));
+  EXPECT_FALSE(blendImage(layer(cv::Rect(0, 0, 12, 9)), dst, 22, 255, false, 8));
+  EXPECT_FALSE(blendImage(cv::Mat(), dst, 0, 255, false, 8));
+  EXPECT_FALSE(blendImage(cv::Mat(0, 0, CV_8UC4), cv::Mat(0, 0, CV_8UC4), 0, 255, false, 8));
+  EXPECT_FALSE(blendSolidColor(cv::Mat(10, 12, CV_16UC4), 0xFFFFFFFFu, 0, 255, false, 8));
+  EXPECT_FALSE(blendSolidColor(cv::Mat(), 0xFFFFFFFFu, 0, 255, false, 8));
+  EXPECT_EQ(ref::differingBytes(dst, original), 0);
+}
+
+TEST(MaskBlend, ScalesEveryChannelByTheMaskInEightBands) {
+  ThreadCount restore;
+  for (int rows : {1, 7, 8, 9, 123}) {
+    const cv::Mat srcContent = ref::edgyImage(rows, 77, 17);
+    cv::Mat maskContent(rows, 77, CV_8UC1);
+    cv::randu(maskContent, 0, 256);
+    maskContent.col(3).setTo(0);
+    maskContent.col(4).setTo(255);
+    const Framed src(srcContent), dst(cv::Mat(rows, 77, CV_8UC4, cv::Scalar::all(3)));
+    cv::Mat maskWhole(rows + 2, 90, CV_8UC1, cv::Scalar(99));
+    const cv::Mat mask = maskWhole(cv::Rect(2, 1, 77, rows));
+    maskContent.copyTo(mask);
+    ASSERT_TRUE(imageC::maskBlend(src.roi, mask, dst.roi));
+    cv::Mat expected(rows, 77, CV_8UC4);
+    for (int y = 0; y < rows; ++y)
+      for (int x = 0; x < 77; ++x)
+        ref::maskPixel(srcContent.ptr<uint8_t>(y) + 4 * x, maskContent.at<uint8_t>(y, x),
+                       expected.ptr<uint8_t>(y) + 4 * x);
+    EXPECT_EQ(ref::differingBytes(dst.roi, expected), 0) << rows << " rows";
+    EXPECT_EQ(dst.frameChanges(), 0);
+    // Mask 0 is transparent black, mask 255 the source pixel exactly.
+    EXPECT_EQ(cv::countNonZero(dst.roi.col(3).reshape(1)), 0);
+    EXPECT_EQ(ref::differingBytes(dst.roi.col(4), srcContent.col(4)), 0);
+
+    cv::setNumThreads(1);
+    cv::Mat inPlace = srcContent.clone();
+    ASSERT_TRUE(imageC::maskBlend(inPlace, mask, inPlace));
+    EXPECT_EQ(ref::differingBytes(inPlace, expected), 0);
+    cv::setNumThreads(-1);
+  }
+}
+
+TEST(MaskBlend, RejectsMismatchedArguments) {
+  const cv::Mat src = ref::edgyImage(8, 8, 18), original = ref::edgyImage(8, 8, 19);
+  cv::Mat dst = original.clone();
+  const cv::Mat mask(8, 8, CV_8UC1, cv::Scalar(128));
+  EXPECT_FALSE(imageC::maskBlend(src, cv::Mat(8, 8, CV_8UC4), dst));
+  EXPECT_FALSE(imageC::maskBlend(src, mask(cv::Rect(0, 0, 7, 8)), dst));
+  EXPECT_FALSE(imageC::maskBlend(src(cv::Rect(0, 0, 8, 7)), mask(cv::Rect(0, 0, 8, 7)), dst));
+  EXPECT_FALSE(imageC::maskBlend(cv::Mat(8, 8, CV_8UC3), mask, dst));
+  EXPECT_EQ(ref::differingBytes(dst, original), 0);
+}
+
+TEST(BlendModeNames, NamesAndNumbersRoundTrip) {
+  int named = 0;
+  for (uint32_t m = 0; m < 30; ++m) {
+    const char* name = imageC::blendModeName(m);
+    if (name == nullptr) continue;
+    ++named;
+    uint32_t back = 99;
+    ASSERT_TRUE(imageC::blendModeFromName(name, &back)) << name;
+    EXPECT_EQ(back, m);
+  }
+  EXPECT_EQ(named, 23);  // 0..23 without 18
+  EXPECT_EQ(imageC::blendModeName(18), nullptr);
+  uint32_t m = 0;
+  EXPECT_TRUE(imageC::blendModeFromName("Multiply", &m));
+  EXPECT_EQ(m, 2u);
+  EXPECT_TRUE(imageC::blendModeFromName("hardmix", &m));
+  EXPECT_EQ(m, 14u);
+  EXPECT_TRUE(imageC::blendModeFromName("HollowIn", &m));
+  EXPECT_EQ(m, 19u);
+  EXPECT_TRUE(imageC::blendModeFromName("TextBgHollowIn", &m));
+  EXPECT_EQ(m, 21u);
+  EXPECT_FALSE(imageC::blendModeFromName("Hollow", &m));
+  EXPECT_FALSE(imageC::blendModeFromName("", &m));
+  EXPECT_FALSE(imageC::blendModeFromName("Divide", &m));
+  EXPECT_EQ(imageC::blendModePlane(imageC::Multiply), imageC::kPlaneMul);
+  EXPECT_EQ(imageC::blendModePlane(imageC::Add), imageC::kPlaneAdd);
+  EXPECT_EQ(imageC::blendModePlane(imageC::Copy), -1);
+}
+
+}  // namespace
