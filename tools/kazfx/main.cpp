@@ -23,6 +23,7 @@ const char kUsage[] =
     "commands:\n"
     "  list    the effects the plug-in registers, with their parameters\n"
     "  apply   run one effect over a video, an image or a folder of images\n"
+    "  blend   composite two images, or a colour with an image, in one of 24 blend modes\n"
     "\n"
     "'kazfx COMMAND --help' tells more. Exit status: 0 done, 1 failed, 2 bad command line.\n";
 
@@ -53,6 +54,7 @@ int Run(int argc, char** argv) {
 
   if (command == "list") return kazfx::RunList(args);
   if (command == "apply") return kazfx::RunApply(args);
+  if (command == "blend") return kazfx::RunBlend(args);
   kazfx::UsageError("unknown command \"" + command + "\" (see kazfx --help)");
 }
 

@@ -59,8 +59,11 @@ fs::path PartialPath(const fs::path& output) {
 void CheckParentFolder(const fs::path& output) {
   const fs::path parent = output.has_parent_path() ? output.parent_path() : fs::path(".");
   std::error_code ec;
-  if (!fs::is_directory(parent, ec)) {
+  if (!fs::exists(parent, ec)) {
     RunError("cannot write " + output.string() + ": folder " + parent.string() + " does not exist");
+  }
+  if (!fs::is_directory(parent, ec)) {
+    RunError("cannot write " + output.string() + ": " + parent.string() + " is not a folder");
   }
 }
 
