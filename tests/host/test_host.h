@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+// A small host built on the public host framework header, for the tests.
+#pragma once
+
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kaz/host_framework.h"
+
+namespace kaztest {
+
+class TestUtilSuite final : public KAZHostUtilSuite {
+ public:
+  std::string resources = "resources";
+  std::string cloud = "cloud";
+  std::vector<std::string> lines;  // "level:text"
+
+  int32_t GetPath(int code, char* buffer, int bufferSize) override {
+    const std::string& path = code == 1 ? resources : cloud;
+    std::snprintf(buffer, bufferSize, "%s", path.c_str());
+    return 0;
+  }
+  void Log(int level, const char* format, ...) override {
+    char line[1024];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    lines.push_back(std::to_string(level) + ":" + line);
+  }
+  int Count(const std::string& line) const {
+    int n = 0;
+    for (const auto& l : lines) n += l == line;
+    return n;
+  }
+};
+
+class TestHost final : public KAZHost {
+ public:
+  TestUtilSuite util;
+  int memory = 0, images = 0;  // stand-ins: the plug-in only keeps these pointers
+  std::vector<std::pair<std::string, int32_t>> asked;
+
+  int32_t AcquireSuite(const char* name, int32_t version, void** suite) override {
+    asked.emplace_back(name, version);
+    const std::string n = name;
+    if (n == "Host Util Suite")
+      *suite = static_cast<KAZHostUtilSuite*>(&util);
+    else if (n == "Memory Allocator Suite")
+      *suite = &memory;
+    else if (n == "Image Buffer ALlocator Suite")
+      *suite = &images;
+    else
+      return 1;
+    return 0;
+  }
+};
+
+// One declaration as the registrar received it; numbers widened to double, texts kept.
+struct Declaration {
+  int slot;
+  int32_t group, index;
+  std::string name;
+  double min, max, def;
+  std::string textMin, textMax, textDef;
+  int32_t visibility;
+};
+
+class RecordingRegistrar : public KAZEffectRegistrar {
+ public:
+  std::string guid, name;
+  int32_t flags = -1, reserved = -1;
+  std::vector<Declaration> declarations;
+
+  int32_t SetIdentity(const char* g, const char* n) override {
+    guid = g;
+    name = n;
+    return 0;
+  }
+  int32_t SetFlags(int32_t f) override {
+    flags = f;
+    return 0;
+  }
+  int32_t SetReserved(int32_t v) override {
+    reserved = v;
+    return 0;
+  }
+  int32_t DeclareFloat(int32_t g, int32_t i, const char* n, float a, float b, float d,
+                       int32_t v) override {
+    return Number(5, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareInt(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                     int32_t v) override {
+    return Number(6, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareColor(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                       int32_t v) override {
+    return Number(7, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareCheckBox(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                          int32_t v) override {
+    return Number(9, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareString(int32_t g, int32_t i, const char* n, const char* a, const char* b,
+                        const char* d, int32_t v) override {
+    return Text(14, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareDouble(int32_t g, int32_t i, const char* n, double a, double b, double d,
+                        int32_t v) override {
+    return Number(16, g, i, n, a, b, d, v);
+  }
+  int32_t Declare9Palaces(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                          int32_t v) override {
+    return Number(17, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char* a, const char* b,
+                          const char* d, int32_t v) override {
+    return Text(18, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareListMosaic(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                            int32_t v) override {
+    return Number(19, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareColorStart(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                            int32_t v) override {
+    return Number(20, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareColorEnd(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
+                          int32_t v) override {
+    return Number(21, g, i, n, a, b, d, v);
+  }
+  int32_t DeclareMult100Float(int32_t g, int32_t i, const char* n, float a, float b, float d,
+                              int32_t v) override {
+    return Number(22, g, i, n, a, b, d, v);
+  }
+
+ private:
+  int32_t Number(int slot, int32_t g, int32_t i, const char* n, double a, double b, double d,
+                 int32_t v) {
+    declarations.push_back({slot, g, i, n, a, b, d, "", "", "", v});
+    return 0;
+  }
+  int32_t Text(int slot, int32_t g, int32_t i, const char* n, const char* a, const char* b,
+               const char* d, int32_t v) {
+    declarations.push_back({slot, g, i, n, 0, 0, 0, a, b, d, v});
+    return 0;
+  }
+};
+
+// An image over a vector the test owns.
+class TestImage : public KAZImage {
+ public:
+  TestImage(int32_t w, int32_t h, int32_t stride, unsigned char fill = 0)
+      : width(w), height(h), stride(stride), pixels(static_cast<size_t>(stride) * h, fill) {}
+  int32_t Width() override { return width; }
+  int32_t Height() override { return height; }
+  int32_t Stride() override { return stride; }
+  unsigned char* Pixels() override { return pixels.data(); }
+
+  int32_t width, height, stride;
+  std::vector<unsigned char> pixels;
+};
+
+// A render context with fixed answers; parameters by name, with the kind they were asked for.
+class TestContext : public KAZRenderContext {
+ public:
+  int32_t current = 0, total = 0;
+  int64_t num = 25, den = 1;
+  TestImage* source = nullptr;
+  TestImage* images[2] = {nullptr, nullptr};
+  std::map<std::string, KAZHostValue> params;
+  std::map<std::string, KAZHostValue> renderParams;
+  std::vector<std::pair<std::string, int32_t>> askedKinds;
+
+  int32_t CurrentTime() override { return current; }
+  int32_t TotalTime() override { return total; }
+  int32_t FrameRate(int64_t* n, int64_t* d) override {
+    *n = num;
+    *d = den;
+    return 0;
+  }
+  KAZImage* Image(int32_t index) override {
+    return index == 0 || index == 1 ? images[index] : nullptr;
+  }
+  int32_t RenderParamValue(const char* name, int32_t kind, KAZHostValue* value) override {
+    return Answer(renderParams, name, kind, value);
+  }
+  KAZImage* SourceImage() override { return source; }
+  int32_t ParamValue(const char* name, int32_t kind, KAZHostValue* value) override {
+    return Answer(params, name, kind, value);
+  }
+
+ private:
+  int32_t Answer(const std::map<std::string, KAZHostValue>& from, const char* name, int32_t kind,
+                 KAZHostValue* value) {
+    askedKinds.emplace_back(name, kind);
+    auto it = from.find(name);
+    if (it == from.end()) return 1;
+    *value = it->second;
+    return 0;
+  }
+};
+
+}  // namespace kaztest
