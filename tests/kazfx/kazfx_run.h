@@ -39,50 +39,68 @@ inline std::string Slurp(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// kazfx with `args`, stdout and stderr captured, the environment extended by `env`.
-inline RunResult RunKazfx(const std::vector<std::string>& args,
-                          const std::map<std::string, std::string>& env = {}) {
-  kaztest::TempDir capture;
-  const std::string outPath = (capture.path() / "out").string();
-  const std::string errPath = (capture.path() / "err").string();
+// A kazfx process started with `args`, stdout and stderr going to files, the environment
+// extended by `env`.
+class KazfxProcess {
+ public:
+  KazfxProcess(const std::vector<std::string>& args,
+               const std::map<std::string, std::string>& env = {}) {
+    std::vector<std::string> argText = {KAZFX_BINARY};
+    argText.insert(argText.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& a : argText) argv.push_back(a.data());
+    argv.push_back(nullptr);
 
-  std::vector<std::string> argText = {KAZFX_BINARY};
-  argText.insert(argText.end(), args.begin(), args.end());
-  std::vector<char*> argv;
-  for (std::string& a : argText) argv.push_back(a.data());
-  argv.push_back(nullptr);
+    std::vector<std::string> envText;
+    for (char** e = environ; *e != nullptr; ++e) {
+      const std::string entry = *e;
+      if (env.count(entry.substr(0, entry.find('='))) == 0) envText.push_back(entry);
+    }
+    for (const auto& [key, value] : env) envText.push_back(key + "=" + value);
+    std::vector<char*> envp;
+    for (std::string& e : envText) envp.push_back(e.data());
+    envp.push_back(nullptr);
 
-  std::vector<std::string> envText;
-  for (char** e = environ; *e != nullptr; ++e) {
-    const std::string entry = *e;
-    if (env.count(entry.substr(0, entry.find('='))) == 0) envText.push_back(entry);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, OutPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    posix_spawn_file_actions_addopen(&actions, 2, ErrPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0644);
+    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid_ = 0;
+    posix_spawn_file_actions_destroy(&actions);
   }
-  for (const auto& [key, value] : env) envText.push_back(key + "=" + value);
-  std::vector<char*> envp;
-  for (std::string& e : envText) envp.push_back(e.data());
-  envp.push_back(nullptr);
+  ~KazfxProcess() {
+    if (pid_ != 0) Wait();
+  }
+  pid_t pid() const { return pid_; }
 
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                   0644);
-  posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                   0644);
-  RunResult result;
-  pid_t pid = 0;
-  const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) {
-    result.err = "spawn failed";
+  RunResult Wait() {
+    RunResult result;
+    if (pid_ == 0) {
+      result.err = "spawn failed";
+      return result;
+    }
+    int wstatus = 0;
+    waitpid(pid_, &wstatus, 0);
+    pid_ = 0;
+    result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+    result.out = Slurp(OutPath());
+    result.err = Slurp(ErrPath());
     return result;
   }
-  int wstatus = 0;
-  waitpid(pid, &wstatus, 0);
-  result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
-  result.out = Slurp(outPath);
-  result.err = Slurp(errPath);
-  return result;
+
+ private:
+  std::string OutPath() const { return (capture_.path() / "out").string(); }
+  std::string ErrPath() const { return (capture_.path() / "err").string(); }
+  kaztest::TempDir capture_;
+  pid_t pid_ = 0;
+};
+
+inline RunResult RunKazfx(const std::vector<std::string>& args,
+                          const std::map<std::string, std::string>& env = {}) {
+  return KazfxProcess(args, env).Wait();
 }
 
 // Names in a folder, sorted; hidden partial files included.

@@ -52,6 +52,22 @@ std::string ParamNames(const EffectDecl& effect) {
   return names;
 }
 
+// The plug-in's first complaint, or the runtime libraries it could not load, which explain the
+// terse "API is null" that follows them.
+std::string FailureReason(const HostUtil& util, int firstError) {
+  const std::vector<std::string> libraries = util.LibraryFailures();
+  if (!libraries.empty()) {
+    std::string names;
+    for (const std::string& name : libraries) names += (names.empty() ? "" : ", ") + name;
+    return "the plug-in could not load " + names +
+           " (the AI runtime belongs beside the plug-in or on LD_LIBRARY_PATH)";
+  }
+  const std::vector<std::string> errors = util.ErrorsFrom(firstError);
+  std::string reason = errors.empty() ? "the plug-in reported an error" : errors.front();
+  if (errors.size() > 1) reason += " (and " + std::to_string(errors.size() - 1) + " more)";
+  return reason;
+}
+
 bool SamePath(const std::string& a, const std::string& b) {
   std::error_code ec;
   return std::filesystem::equivalent(a, b, ec) && !ec;
@@ -121,6 +137,11 @@ int RunApply(const std::vector<std::string>& args) {
   int64_t total = count >= 0 ? count - start : -1;
   if (frames > 0 && (total < 0 || frames < total)) total = frames;
   if (fps <= 0) fps = source->Fps() > 0 ? source->Fps() : 25.0;
+  if (outputKind == MediaKind::kImage && total != 1) {
+    UsageError("OUTPUT " + output + " is one image but " +
+               (total < 0 ? std::string("the whole clip") : std::to_string(total) + " frames") +
+               " would be written: give a folder or a video, or --frames 1");
+  }
 
   source->Seek(static_cast<int>(start));
   cv::Mat frame;
@@ -138,6 +159,7 @@ int RunApply(const std::vector<std::string>& args) {
   Progress progress(total > 0 ? static_cast<int>(total) : 0, !quiet && StderrIsTerminal());
   cv::Mat destination;
   int done = 0;
+  bool changed = false;
   for (;;) {
     if (Interrupted()) throw Failure(kExitInterrupted, "interrupted; nothing was written");
     const int number = static_cast<int>(start) + done;
@@ -145,13 +167,19 @@ int RunApply(const std::vector<std::string>& args) {
     destination.create(frame.size(), CV_8UC4);
     destination.setTo(cv::Scalar::all(0));
     context.SetFrame(number, &frame, &destination);
-    const int errorsBefore = host.ErrorCount();
+    HostUtil& util = host.Util();
+    const int errorsBefore = util.ErrorCount();
+    util.Hold(true);
     handle->Update(&context);
     handle->Render(&context);
-    if (host.ErrorCount() != errorsBefore) {
-      RunError(effect->name + " failed on frame " + std::to_string(number) +
-               " (see the plug-in's message above); nothing was written");
+    util.Hold(false);
+    // The plug-in hands back a frame whatever happens; an error line is the only sign that
+    // it is not the effect's work.
+    if (util.ErrorCount() != errorsBefore) {
+      RunError(effect->name + " failed on frame " + std::to_string(number) + ": " +
+               FailureReason(util, errorsBefore) + "; nothing was written");
     }
+    changed = changed || cv::norm(frame, destination, cv::NORM_INF) != 0;
     sink->Write(destination, number);
     progress.Update(++done);
     if (done == total || !source->Read(&frame)) break;
@@ -159,6 +187,13 @@ int RunApply(const std::vector<std::string>& args) {
   handle.reset();
   sink->Commit();
   progress.Finish();
+  // The plug-in passes frames through when its AI runtime fails and may say so only in
+  // progress lines; a clip that came out untouched is worth a word.
+  if (!changed) {
+    Console::Get().Line("kazfx: warning: " + effect->name +
+                        " changed no pixel of any frame; if that is unexpected, --verbose shows "
+                        "what the plug-in said");
+  }
   if (!quiet) {
     std::printf("wrote %d frame%s (%s) to %s in %.1f s, %.1f fps\n", done, done == 1 ? "" : "s",
                 SizeText(destination).c_str(), output.c_str(), progress.Seconds(),

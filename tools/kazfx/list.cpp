@@ -70,14 +70,14 @@ bool IsTransition(int32_t flags) {
   return (flags & ~kKAZEffectFlagDynamic) == kKAZEffectFlagsTransition;
 }
 
-nlohmann::json EffectJson(const EffectDecl& effect) {
-  nlohmann::json params = nlohmann::json::array();
+nlohmann::ordered_json EffectJson(const EffectDecl& effect) {
+  nlohmann::ordered_json params = nlohmann::ordered_json::array();
   for (const ParamDecl& decl : effect.params) {
-    nlohmann::json p = {{"index", decl.index},
-                        {"name", decl.name},
-                        {"kind", KindName(decl.kind)},
-                        {"control", ControlName(decl.control)},
-                        {"visible", decl.visible}};
+    nlohmann::ordered_json p = {{"index", decl.index},
+                                {"name", decl.name},
+                                {"kind", KindName(decl.kind)},
+                                {"control", ControlName(decl.control)},
+                                {"visible", decl.visible}};
     if (decl.kind == ParamKind::kString) {
       p["min"] = decl.minText;
       p["max"] = decl.maxText;
@@ -150,17 +150,17 @@ int RunList(const std::vector<std::string>& args) {
   PluginHost host(settings);
   host.Start();
   if (options.Has("json")) {
-    nlohmann::json effects = nlohmann::json::array();
+    nlohmann::ordered_json effects = nlohmann::ordered_json::array();
     for (const EffectDecl& effect : host.Effects()) effects.push_back(EffectJson(effect));
     const KAZPluginInfo& info = host.Info();
-    const nlohmann::json out = {{"plugin",
-                                 {{"name", info.name ? info.name : ""},
-                                  {"identifier", info.identifier ? info.identifier : ""},
-                                  {"description", info.description ? info.description : ""},
-                                  {"path", settings.pluginPath},
-                                  {"resources", settings.resourcesDir}}},
-                                {"effects", std::move(effects)},
-                                {"refused", host.Refused()}};
+    const nlohmann::ordered_json out = {{"plugin",
+                                         {{"name", info.name ? info.name : ""},
+                                          {"identifier", info.identifier ? info.identifier : ""},
+                                          {"description", info.description ? info.description : ""},
+                                          {"path", settings.pluginPath},
+                                          {"resources", settings.resourcesDir}}},
+                                        {"effects", std::move(effects)},
+                                        {"refused", host.Refused()}};
     std::cout << out.dump(2) << "\n";
   } else {
     PrintText(host, settings);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "plugin_host.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -28,24 +29,46 @@ void HostUtil::Log(int level, const char* format, ...) {
   va_end(args);
   std::string text = line;
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  if (verbose_) Console::Get().Line(text);
 
-  if (level < 4) {
-    if (verbose_) Console::Get().Line(text);
-    return;
-  }
-  ++errors_;
   std::lock_guard<std::mutex> lock(mutex_);
-  if (quiet_ && !verbose_) {
-    kept_.push_back(text);
+  if (level >= 4) {
+    // A failing effect may say the same on every frame; the count is what matters then.
+    if (errors_.size() < 1000) errors_.push_back(text);
+    if (!verbose_ && !hold_) Console::Get().Line(text);
     return;
   }
-  // A failing effect may say the same thing on every frame; once is enough.
-  if (shown_.insert(text).second) Console::Get().Line(text);
+  // The binding reports a library it could not load as progress, "load lib: NAME error"; the
+  // same words with a model path follow every model creation and mean nothing.
+  const std::string prefix = "load lib: ", suffix = " error";
+  if (text.size() > prefix.size() + suffix.size() && text.compare(0, prefix.size(), prefix) == 0 &&
+      text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) {
+    const std::string name =
+        text.substr(prefix.size(), text.size() - prefix.size() - suffix.size());
+    const bool library = name.find(".so") != std::string::npos ||
+                         name.find(".dll") != std::string::npos ||
+                         name.find(".dylib") != std::string::npos;
+    if (library && std::find(libraryFailures_.begin(), libraryFailures_.end(), name) ==
+                       libraryFailures_.end()) {
+      libraryFailures_.push_back(name);
+    }
+  }
 }
 
-std::vector<std::string> HostUtil::KeptErrors() const {
+int HostUtil::ErrorCount() const {
   std::lock_guard<std::mutex> lock(mutex_);
-  return kept_;
+  return static_cast<int>(errors_.size());
+}
+
+std::vector<std::string> HostUtil::ErrorsFrom(int first) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (first < 0 || static_cast<size_t>(first) >= errors_.size()) return {};
+  return std::vector<std::string>(errors_.begin() + first, errors_.end());
+}
+
+std::vector<std::string> HostUtil::LibraryFailures() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return libraryFailures_;
 }
 
 int32_t Registrar::SetIdentity(const char* guid, const char* name) {
@@ -193,7 +216,7 @@ int32_t PluginHost::AcquireSuite(const char* name, int32_t version, void** suite
 }
 
 void PluginHost::Start() {
-  util_.SetQuiet(true);
+  util_.Hold(true);
   started_ = true;
   if (startup_(this, &info_) != 0) RunError("the plug-in failed to start");
   Registrar registrar;
@@ -205,13 +228,19 @@ void PluginHost::Start() {
       refused_.push_back(i);
     }
   }
-  util_.SetQuiet(false);
+  util_.Hold(false);
 }
 
 EffectHandle PluginHost::Create(const std::string& guid) {
   KAZEffect* effect = nullptr;
-  if (create_(guid.c_str(), 0, &effect) != 0 || effect == nullptr) {
-    RunError("the plug-in could not create effect " + guid);
+  const int errorsBefore = util_.ErrorCount();
+  util_.Hold(true);
+  const int32_t status = create_(guid.c_str(), 0, &effect);
+  util_.Hold(false);
+  if (status != 0 || effect == nullptr) {
+    const std::vector<std::string> errors = util_.ErrorsFrom(errorsBefore);
+    RunError("the plug-in could not create effect " + guid +
+             (errors.empty() ? std::string() : ": " + errors.front()));
   }
   return EffectHandle(effect, EffectReleaser{release_});
 }

@@ -20,9 +20,10 @@ struct HostSettings {
   bool verbose = false;      // the plug-in's progress lines too, and registration failures
 };
 
-// The plug-in's log lines: errors (level 4) to stderr, each distinct text once; progress lines
-// only when verbose. While effects are being registered, errors are kept instead of shown:
-// descriptions this build has no filter for are not the user's problem unless asked.
+// The plug-in's log lines. With --verbose every line goes to stderr as it comes. Otherwise
+// progress lines (level 2) are dropped and errors (level 4) go to stderr, except while held:
+// during registration (descriptions this build has no filter for are not the user's problem
+// unless asked) and while a frame renders (the command folds them into its own one line).
 class HostUtil final : public KAZHostUtilSuite {
  public:
   HostUtil(std::string resourcesDir, bool verbose)
@@ -31,19 +32,20 @@ class HostUtil final : public KAZHostUtilSuite {
   int32_t GetPath(int code, char* buffer, int bufferSize) override;
   void Log(int level, const char* format, ...) override;
 
-  void SetQuiet(bool quiet) { quiet_ = quiet; }
-  // Level-4 lines logged since the start.
-  int ErrorCount() const { return errors_.load(); }
-  std::vector<std::string> KeptErrors() const;
+  void Hold(bool hold) { hold_ = hold; }
+  // Level-4 lines so far, and their texts from index `first` on.
+  int ErrorCount() const;
+  std::vector<std::string> ErrorsFrom(int first) const;
+  // Runtime libraries the plug-in reported it could not load.
+  std::vector<std::string> LibraryFailures() const;
 
  private:
   std::string resourcesDir_;
   bool verbose_;
-  std::atomic<bool> quiet_{false};
-  std::atomic<int> errors_{0};
+  std::atomic<bool> hold_{false};
   mutable std::mutex mutex_;
-  std::set<std::string> shown_;
-  std::vector<std::string> kept_;
+  std::vector<std::string> errors_;
+  std::vector<std::string> libraryFailures_;
 };
 
 // Receives the declarations of one effect at a time.
@@ -117,11 +119,10 @@ class PluginHost final : public KAZHost {
   const std::vector<EffectDecl>& Effects() const { return effects_; }
   // Indices whose registration failed, and the plug-in's reasons.
   const std::vector<int32_t>& Refused() const { return refused_; }
-  std::vector<std::string> RefusalReasons() const { return util_.KeptErrors(); }
 
   // A run Failure when the plug-in refuses.
   EffectHandle Create(const std::string& guid);
-  int ErrorCount() const { return util_.ErrorCount(); }
+  HostUtil& Util() { return util_; }
 
  private:
   HostUtil util_;
