@@ -50,7 +50,7 @@ int Run(int argc, char** argv) {
   bool verbose = false;
   for (const std::string& arg : args) verbose = verbose || arg == "--verbose";
   // Decoder chatter would break the one-line error contract and the progress bar.
-  if (!verbose) cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+  if (!verbose) cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
 
   if (command == "list") return kazfx::RunList(args);
   if (command == "apply") return kazfx::RunApply(args);

@@ -138,7 +138,8 @@ class FolderSource final : public FrameSource {
 class VideoSource final : public FrameSource {
  public:
   explicit VideoSource(std::string path) : FrameSource(MediaKind::kVideo), path_(std::move(path)) {
-    if (!capture_.open(path_) || !capture_.isOpened()) {
+    // FFmpeg only: the other backends would take image-sequence patterns or need a pipeline.
+    if (!capture_.open(path_, cv::CAP_FFMPEG) || !capture_.isOpened()) {
       RunError("cannot read " + path_ + ": not a video or image OpenCV can decode");
     }
     const double count = capture_.get(cv::CAP_PROP_FRAME_COUNT);
