@@ -208,6 +208,25 @@ INSTANTIATE_TEST_SUITE_P(
                                  [](const cv::Mat& f) { return BackgroundBlur(f, 90, 1); }}),
     [](const ::testing::TestParamInfo<EffectCase>& info) { return info.param.name; });
 
+TEST_F(Apply, MaskOutputHoldsWhatTheEffectSendsTheHost) {
+  const std::vector<cv::Mat> frames = RandomFrames(2, {64, 40});
+  const RunResult run =
+      RunKazfx({"apply", "--effect", "Person Cut-Out", "--param", "Edge Thickness=-20", "--mask",
+                P("masks"), WriteFolder("in", frames), P("out")},
+               kBlueMask);
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::vector<cv::Mat> masks, cutOuts;
+  for (const cv::Mat& f : frames) {
+    // The refined mask: eroded by one pixel, as the picture's.
+    cv::Mat mask;
+    cv::erode(BlueOf(f), mask, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
+    masks.push_back(mask);
+    cutOuts.push_back(PersonCutOut(f, -1));
+  }
+  ExpectFolder(P("masks"), 0, masks);
+  ExpectFolder(P("out"), 0, cutOuts);
+}
+
 TEST_F(Apply, SingleImageToImage) {
   const std::vector<cv::Mat> frames = RandomFrames(1, {40, 64});
   ASSERT_TRUE(cv::imwrite(P("in.png"), frames[0]));
@@ -362,6 +381,12 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorCase{"OutOfRange", With(kBlur, {"--param", "Back Blur=101", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoAssignment", With(kBlur, {"--param", "Back Blur", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoEffect", {"@IN", "@OUT.avi"}, 2},
+        ErrorCase{"MaskFromAnEffectWithout", With(kBlur, {"--mask", "@OUTmask", "@IN", "@OUT"}), 2},
+        // The user turned the mask off: frame 0 comes without one.
+        ErrorCase{"MaskNotSent",
+                  {"--effect", "Person Cut-Out", "--param", "need_gray_image=0", "--mask",
+                   "@OUTmask", "@IN", "@OUT"},
+                  1},
         ErrorCase{"NoOutput", With(kBlur, {"@IN"}), 2},
         ErrorCase{"UnknownOutputKind", With(kBlur, {"@IN", "@OUT.xyz"}), 2},
         ErrorCase{"OneImageForManyFrames", With(kBlur, {"@IN", "@OUT.png"}), 2},

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -16,9 +17,12 @@
 namespace kazfx {
 namespace {
 
+const char kMaskSwitch[] = "need gray Image";
+
 const char kUsage[] =
     "usage: kazfx apply --effect NAME|GUID [--param NAME=VALUE]... [--resources DIR]\n"
-    "                   [--start N] [--frames N] [--fps F] [--quiet] INPUT OUTPUT\n"
+    "                   [--start N] [--frames N] [--fps F] [--mask PATH] [--quiet]\n"
+    "                   INPUT OUTPUT\n"
     "\n"
     "Runs one effect over every frame of INPUT and writes OUTPUT.\n"
     "  INPUT   a video file, an image, or a folder of images (taken in name order)\n"
@@ -34,6 +38,9 @@ const char kUsage[] =
     "  --frames N          how many frames to render (default: to the end)\n"
     "  --fps F             frame rate for images and folders (default 25), or to override\n"
     "                      the video's own\n"
+    "  --mask PATH         also write the person mask a segmentation effect sends to the\n"
+    "                      host (a folder, a video or an image, as OUTPUT); turns the\n"
+    "                      effect's \"need gray Image\" on unless --param sets it\n"
     "  --quiet             no progress bar and no summary line\n"
     "  --resources DIR     the resources folder the plug-in scans (default: the project's)\n"
     "  --plugin PATH       the plug-in file (default: kazAiFilterPlugin.kaz beside kazfx)\n"
@@ -77,8 +84,9 @@ bool SamePath(const std::string& a, const std::string& b) {
 
 int RunApply(const std::vector<std::string>& args) {
   std::vector<OptionSpec> specs = kHostOptions;
-  for (const char* name : {"effect", "param", "start", "frames", "fps"})
+  for (const char* name : {"effect", "param", "start", "frames", "fps", "mask"}) {
     specs.push_back({name, true});
+  }
   specs.push_back({"quiet", false});
   const Options options("apply", specs, args);
   if (options.Help()) {
@@ -106,6 +114,11 @@ int RunApply(const std::vector<std::string>& args) {
   }
   const MediaKind outputKind = OutputKind(output);
   if (SamePath(input, output)) UsageError("OUTPUT is INPUT: write the result somewhere else");
+  const std::string maskOutput = options.Value("mask");
+  const MediaKind maskKind = options.Has("mask") ? OutputKind(maskOutput) : MediaKind::kFolder;
+  if (options.Has("mask") && (SamePath(input, maskOutput) || maskOutput == output)) {
+    UsageError("--mask needs a path of its own");
+  }
 
   const HostSettings settings = HostSettingsFrom(options);
   PluginHost host(settings);
@@ -126,6 +139,16 @@ int RunApply(const std::vector<std::string>& args) {
     }
     params[decl->name] = ParseParamValue(*decl, text);
   }
+  if (options.Has("mask")) {
+    // Segmentation effects send their mask only while this parameter is on.
+    const auto gray = std::find_if(effect->params.begin(), effect->params.end(),
+                                   [](const ParamDecl& d) { return d.name == kMaskSwitch; });
+    if (gray == effect->params.end()) {
+      UsageError(effect->name + " sends no mask: --mask needs an effect with a \"" + kMaskSwitch +
+                 "\" parameter");
+    }
+    if (params.count(kMaskSwitch) == 0) params[kMaskSwitch] = ParseParamValue(*gray, "1");
+  }
 
   std::unique_ptr<FrameSource> source = OpenSource(input);
   const int count = source->FrameCount();
@@ -137,10 +160,13 @@ int RunApply(const std::vector<std::string>& args) {
   int64_t total = count >= 0 ? count - start : -1;
   if (frames > 0 && (total < 0 || frames < total)) total = frames;
   if (fps <= 0) fps = source->Fps() > 0 ? source->Fps() : 25.0;
-  if (outputKind == MediaKind::kImage && total != 1) {
-    UsageError("OUTPUT " + output + " is one image but " +
-               (total < 0 ? std::string("the whole clip") : std::to_string(total) + " frames") +
-               " would be written: give a folder or a video, or --frames 1");
+  for (const auto& [path, kind] :
+       {std::make_pair(output, outputKind), std::make_pair(maskOutput, maskKind)}) {
+    if (kind == MediaKind::kImage && total != 1) {
+      UsageError(path + " is one image but " +
+                 (total < 0 ? std::string("the whole clip") : std::to_string(total) + " frames") +
+                 " would be written: give a folder or a video, or --frames 1");
+    }
   }
 
   source->Seek(static_cast<int>(start));
@@ -149,11 +175,15 @@ int RunApply(const std::vector<std::string>& args) {
     RunError(input + " has no frame " + std::to_string(start));
   }
   std::unique_ptr<FrameSink> sink = OpenSink(output, outputKind, fps, frame.size());
+  std::unique_ptr<FrameSink> maskSink;
+  MaskReceiver receiver;
+  if (options.Has("mask")) maskSink = OpenSink(maskOutput, maskKind, fps, frame.size());
   InstallInterruptHandler();
 
   RenderContext context;
   context.SetTiming(count >= 0 ? count : 0, FrameRateRational(fps));
   context.SetParams(&params);
+  if (maskSink) context.SetReceiver(&receiver);
   EffectHandle handle = host.Create(effect->guid);
   const bool quiet = options.Has("quiet");
   Progress progress(total > 0 ? static_cast<int>(total) : 0, !quiet && StderrIsTerminal());
@@ -169,6 +199,7 @@ int RunApply(const std::vector<std::string>& args) {
     context.SetFrame(number, &frame, &destination);
     HostUtil& util = host.Util();
     const int errorsBefore = util.ErrorCount();
+    receiver.Clear();
     util.Hold(true);
     handle->Update(&context);
     handle->Render(&context);
@@ -181,10 +212,18 @@ int RunApply(const std::vector<std::string>& args) {
     }
     changed = changed || cv::norm(frame, destination, cv::NORM_INF) != 0;
     sink->Write(destination, number);
+    if (maskSink) {
+      if (!receiver.Received()) {
+        RunError(effect->name + " sent no mask for frame " + std::to_string(number) +
+                 "; nothing was written");
+      }
+      maskSink->Write(receiver.Mask(), number);
+    }
     progress.Update(++done);
     if (done == total || !source->Read(&frame)) break;
   }
   handle.reset();
+  if (maskSink) maskSink->Commit();
   sink->Commit();
   progress.Finish();
   // The plug-in passes frames through when its AI runtime fails and may say so only in

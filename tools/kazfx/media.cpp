@@ -69,7 +69,9 @@ void CheckParentFolder(const fs::path& output) {
 
 void WriteImage(const fs::path& path, const cv::Mat& bgra, const std::string& shownName) {
   cv::Mat out = bgra;
-  if (!KeepsAlpha(LowerExtension(path))) cv::cvtColor(bgra, out, cv::COLOR_BGRA2BGR);
+  if (bgra.channels() == 4 && !KeepsAlpha(LowerExtension(path))) {
+    cv::cvtColor(bgra, out, cv::COLOR_BGRA2BGR);
+  }
   bool written = false;
   try {
     written = cv::imwrite(path.string(), out);
@@ -283,7 +285,7 @@ class VideoSink final : public FrameSink {
                std::to_string(size_.height) + " to " + std::to_string(bgra.cols) + "x" +
                std::to_string(bgra.rows) + ": a video needs one size; write a folder instead");
     }
-    cv::cvtColor(bgra, bgr_, cv::COLOR_BGRA2BGR);
+    cv::cvtColor(bgra, bgr_, bgra.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_BGRA2BGR);
     writer_.write(bgr_);
   }
   void Commit() override {

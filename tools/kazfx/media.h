@@ -48,7 +48,8 @@ std::vector<std::string> ListImages(const std::string& folder);
 class FrameSink {
  public:
   virtual ~FrameSink() = default;
-  // `number` names the frame in a folder output (frame_000042.png).
+  // An 8-bit BGRA frame, or one 8-bit channel (a mask). `number` names the frame in a folder
+  // output (frame_000042.png).
   virtual void Write(const cv::Mat& bgra, int number) = 0;
   virtual void Commit() = 0;
 };

@@ -6,6 +6,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "kaz/ai_data.h"
 #include "kaz/host_framework.h"
 #include "values.h"
 
@@ -24,9 +25,23 @@ class HostImage final : public KAZImage {
   cv::Mat* mat_ = nullptr;
 };
 
+// Keeps the person mask a segmentation effect sends, as one 8-bit channel.
+class MaskReceiver final : public KAZAiDataReceiver {
+ public:
+  void ReceiveGrayImage(const unsigned char* pixels, int32_t width, int32_t height,
+                        int32_t stride) override;
+  // Forgets the last mask; Received() is false until the next one.
+  void Clear() { mask_.release(); }
+  bool Received() const { return !mask_.empty(); }
+  const cv::Mat& Mask() const { return mask_; }
+
+ private:
+  cv::Mat mask_;
+};
+
 // What kazfx offers an effect for one frame: the frame number, the clip's length and rate,
 // the parameters the user set (the effect keeps its defaults for the rest), the source and a
-// destination. No auxiliary image and no analysis result object are offered.
+// destination. No auxiliary image is offered; a mask receiver is lent when one is set.
 class RenderContext final : public KAZRenderContext {
  public:
   void SetTiming(int32_t totalFrames, Rational rate) {
@@ -35,6 +50,8 @@ class RenderContext final : public KAZRenderContext {
   }
   // Keyed by declared name; must outlive the context's use.
   void SetParams(const std::map<std::string, ParamSetting>* params) { params_ = params; }
+  // Lent as "ObjectAiDataTransferPtr" on every frame; null lends nothing.
+  void SetReceiver(MaskReceiver* receiver) { receiver_ = receiver; }
   void SetFrame(int32_t number, cv::Mat* source, cv::Mat* destination) {
     current_ = number;
     source_.Set(source);
@@ -54,6 +71,7 @@ class RenderContext final : public KAZRenderContext {
   int32_t total_ = 0;
   Rational rate_{25, 1};
   const std::map<std::string, ParamSetting>* params_ = nullptr;
+  MaskReceiver* receiver_ = nullptr;
   HostImage source_, destination_;
 };
 
