@@ -54,24 +54,28 @@ double Progress::Rate(int done) const {
 void Progress::Update(int done) {
   if (!enabled_) return;
   const Clock::time_point now = Clock::now();
-  if (done < total_ && now - lastDraw_ < std::chrono::milliseconds(100)) return;
+  if ((total_ <= 0 || done < total_) && now - lastDraw_ < std::chrono::milliseconds(100)) return;
   lastDraw_ = now;
-  constexpr int kWidth = 30;
-  const int filled =
-      total_ > 0 ? static_cast<int>(static_cast<int64_t>(done) * kWidth / total_) : 0;
   const double rate = Rate(done);
-  const int eta = rate > 0 ? static_cast<int>((total_ - done) / rate + 0.5) : 0;
   char text[160];
-  std::snprintf(text, sizeof text, "[%s%s] %d/%d frames  %.1f fps  ETA %d:%02d",
-                std::string(filled, '#').c_str(), std::string(kWidth - filled, '.').c_str(), done,
-                total_, rate, eta / 60, eta % 60);
+  if (total_ <= 0) {
+    // The container did not say how long the clip is.
+    std::snprintf(text, sizeof text, "%d frames  %.1f fps", done, rate);
+  } else {
+    constexpr int kWidth = 30;
+    const int filled = static_cast<int>(static_cast<int64_t>(done) * kWidth / total_);
+    const int eta = rate > 0 ? static_cast<int>((total_ - done) / rate + 0.5) : 0;
+    std::snprintf(text, sizeof text, "[%s%s] %d/%d frames  %.1f fps  ETA %d:%02d",
+                  std::string(filled, '#').c_str(), std::string(kWidth - filled, '.').c_str(), done,
+                  total_, rate, eta / 60, eta % 60);
+  }
   Console::Get().ShowProgress(text);
 }
 
 void Progress::Finish() {
   if (!enabled_) return;
   lastDraw_ = Clock::time_point();
-  Update(total_);
+  if (total_ > 0) Update(total_);
   Console::Get().EndProgress();
 }
 
