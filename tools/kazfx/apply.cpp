@@ -80,88 +80,88 @@ bool SamePath(const std::string& a, const std::string& b) {
   return std::filesystem::equivalent(a, b, ec) && !ec;
 }
 
-}  // namespace
+// What the command line asks for, checked before the plug-in is loaded.
+struct Request {
+  std::string input, output, maskOutput;
+  MediaKind outputKind = MediaKind::kFolder, maskKind = MediaKind::kFolder;
+  bool mask = false, quiet = false;
+  int64_t start = 0, frames = -1;  // -1: to the end
+  double fps = 0;                  // 0: the clip's own, else 25
+};
 
-int RunApply(const std::vector<std::string>& args) {
-  std::vector<OptionSpec> specs = kHostOptions;
-  for (const char* name : {"effect", "param", "start", "frames", "fps", "mask"}) {
-    specs.push_back({name, true});
-  }
-  specs.push_back({"quiet", false});
-  const Options options("apply", specs, args);
-  if (options.Help()) {
-    std::fputs(kUsage, stdout);
-    return kExitOk;
-  }
+Request ParseRequest(const Options& options) {
   if (options.Positionals().size() != 2) {
     UsageError("apply needs INPUT and OUTPUT (see kazfx apply --help)");
   }
   if (!options.Has("effect")) UsageError("apply needs --effect NAME (kazfx list shows them)");
-  const std::string input = options.Positionals()[0];
-  const std::string output = options.Positionals()[1];
-
-  const int64_t start = ParseInteger(options.Value("start", "0"), "--start");
-  if (start < 0 || start > INT32_MAX) UsageError("--start must be 0 or more");
-  int64_t frames = -1;
+  Request r;
+  r.input = options.Positionals()[0];
+  r.output = options.Positionals()[1];
+  r.quiet = options.Has("quiet");
+  r.start = ParseInteger(options.Value("start", "0"), "--start");
+  if (r.start < 0 || r.start > INT32_MAX) UsageError("--start must be 0 or more");
   if (options.Has("frames")) {
-    frames = ParseInteger(options.Value("frames"), "--frames");
-    if (frames < 1 || frames > INT32_MAX) UsageError("--frames must be 1 or more");
+    r.frames = ParseInteger(options.Value("frames"), "--frames");
+    if (r.frames < 1 || r.frames > INT32_MAX) UsageError("--frames must be 1 or more");
   }
-  double fps = 0;
   if (options.Has("fps")) {
-    fps = ParseReal(options.Value("fps"), "--fps");
-    if (fps <= 0 || fps > 1e6) UsageError("--fps must be above 0");
+    r.fps = ParseReal(options.Value("fps"), "--fps");
+    if (r.fps <= 0 || r.fps > 1e6) UsageError("--fps must be above 0");
   }
-  const MediaKind outputKind = OutputKind(output);
-  if (SamePath(input, output)) UsageError("OUTPUT is INPUT: write the result somewhere else");
-  const std::string maskOutput = options.Value("mask");
-  const MediaKind maskKind = options.Has("mask") ? OutputKind(maskOutput) : MediaKind::kFolder;
-  if (options.Has("mask") && (SamePath(input, maskOutput) || maskOutput == output)) {
-    UsageError("--mask needs a path of its own");
+  r.outputKind = OutputKind(r.output);
+  if (SamePath(r.input, r.output)) UsageError("OUTPUT is INPUT: write the result somewhere else");
+  r.mask = options.Has("mask");
+  if (r.mask) {
+    r.maskOutput = options.Value("mask");
+    r.maskKind = OutputKind(r.maskOutput);
+    if (SamePath(r.input, r.maskOutput) || r.maskOutput == r.output) {
+      UsageError("--mask needs a path of its own");
+    }
   }
+  return r;
+}
 
-  const HostSettings settings = HostSettingsFrom(options);
-  PluginHost host(settings);
-  host.Start();
-
-  const EffectDecl* effect = FindEffect(host.Effects(), options.Value("effect"));
-  if (effect == nullptr) {
-    UsageError("unknown effect \"" + options.Value("effect") + "\" (kazfx list shows the " +
-               std::to_string(host.Effects().size()) + " effects)");
-  }
+// The user's values by declared name, converted by the declared kind.
+std::map<std::string, ParamSetting> ResolveParams(const EffectDecl& effect, const Options& options,
+                                                  bool mask) {
   std::map<std::string, ParamSetting> params;
   for (const std::string& assignment : options.Values("param")) {
     const auto [name, text] = SplitAssignment(assignment);
-    const ParamDecl* decl = FindParam(*effect, name);
+    const ParamDecl* decl = FindParam(effect, name);
     if (decl == nullptr) {
-      UsageError("unknown parameter \"" + name + "\" for " + effect->name + " (" +
-                 ParamNames(*effect) + ")");
+      UsageError("unknown parameter \"" + name + "\" for " + effect.name + " (" +
+                 ParamNames(effect) + ")");
     }
     params[decl->name] = ParseParamValue(*decl, text);
   }
-  if (options.Has("mask")) {
+  if (mask) {
     // Segmentation effects send their mask only while this parameter is on.
-    const auto gray = std::find_if(effect->params.begin(), effect->params.end(),
+    const auto gray = std::find_if(effect.params.begin(), effect.params.end(),
                                    [](const ParamDecl& d) { return d.name == kMaskSwitch; });
-    if (gray == effect->params.end()) {
-      UsageError(effect->name + " sends no mask: --mask needs an effect with a \"" + kMaskSwitch +
+    if (gray == effect.params.end()) {
+      UsageError(effect.name + " sends no mask: --mask needs an effect with a \"" + kMaskSwitch +
                  "\" parameter");
     }
     if (params.count(kMaskSwitch) == 0) params[kMaskSwitch] = ParseParamValue(*gray, "1");
   }
+  return params;
+}
 
-  std::unique_ptr<FrameSource> source = OpenSource(input);
+// Runs the effect over the frames of `request` and puts the outputs in place.
+void RenderClip(PluginHost& host, const EffectDecl& effect,
+                const std::map<std::string, ParamSetting>& params, const Request& request) {
+  std::unique_ptr<FrameSource> source = OpenSource(request.input);
   const int count = source->FrameCount();
-  if (count >= 0 && start >= count) {
-    UsageError("--start " + std::to_string(start) + " is past the end of " + input + " (" +
-               std::to_string(count) + " frame" + (count == 1 ? "" : "s") + ")");
+  if (count >= 0 && request.start >= count) {
+    UsageError("--start " + std::to_string(request.start) + " is past the end of " + request.input +
+               " (" + std::to_string(count) + " frame" + (count == 1 ? "" : "s") + ")");
   }
   // A range that runs past the end is cut there, so a render farm may split by fixed chunks.
-  int64_t total = count >= 0 ? count - start : -1;
-  if (frames > 0 && (total < 0 || frames < total)) total = frames;
-  if (fps <= 0) fps = source->Fps() > 0 ? source->Fps() : 25.0;
-  for (const auto& [path, kind] :
-       {std::make_pair(output, outputKind), std::make_pair(maskOutput, maskKind)}) {
+  int64_t total = count >= 0 ? count - request.start : -1;
+  if (request.frames > 0 && (total < 0 || request.frames < total)) total = request.frames;
+  const double fps = request.fps > 0 ? request.fps : source->Fps() > 0 ? source->Fps() : 25.0;
+  for (const auto& [path, kind] : {std::make_pair(request.output, request.outputKind),
+                                   std::make_pair(request.maskOutput, request.maskKind)}) {
     if (kind == MediaKind::kImage && total != 1) {
       UsageError(path + " is one image but " +
                  (total < 0 ? std::string("the whole clip") : std::to_string(total) + " frames") +
@@ -169,37 +169,35 @@ int RunApply(const std::vector<std::string>& args) {
     }
   }
 
-  source->Seek(static_cast<int>(start));
+  source->Seek(static_cast<int>(request.start));
   cv::Mat frame;
-  if (!source->Read(&frame)) {
-    RunError(input + " has no frame " + std::to_string(start));
-  }
-  std::unique_ptr<FrameSink> sink = OpenSink(output, outputKind, fps, frame.size());
+  if (!source->Read(&frame))
+    RunError(request.input + " has no frame " + std::to_string(request.start));
+  std::unique_ptr<FrameSink> sink = OpenSink(request.output, request.outputKind, fps, frame.size());
   std::unique_ptr<FrameSink> maskSink;
-  MaskReceiver receiver;
-  if (options.Has("mask")) maskSink = OpenSink(maskOutput, maskKind, fps, frame.size());
+  if (request.mask) maskSink = OpenSink(request.maskOutput, request.maskKind, fps, frame.size());
   InstallInterruptHandler();
 
+  MaskReceiver receiver;
   RenderContext context;
   context.SetTiming(count >= 0 ? count : 0, FrameRateRational(fps));
   context.SetParams(&params);
   if (maskSink) context.SetReceiver(&receiver);
-  EffectHandle handle = host.Create(effect->guid);
-  const bool quiet = options.Has("quiet");
-  Progress progress(total > 0 ? static_cast<int>(total) : 0, !quiet && StderrIsTerminal());
+  HostUtil& util = host.Util();
+  EffectHandle handle = host.Create(effect.guid);
+  Progress progress(total > 0 ? static_cast<int>(total) : 0, !request.quiet && StderrIsTerminal());
   cv::Mat destination;
   int done = 0;
   bool changed = false;
   for (;;) {
     if (Interrupted()) throw Failure(kExitInterrupted, "interrupted; nothing was written");
-    const int number = static_cast<int>(start) + done;
+    const int number = static_cast<int>(request.start) + done;
     // An editor hands over a cleared buffer; a frame the effect leaves alone shows as empty.
     destination.create(frame.size(), CV_8UC4);
     destination.setTo(cv::Scalar::all(0));
     context.SetFrame(number, &frame, &destination);
-    HostUtil& util = host.Util();
-    const int errorsBefore = util.ErrorCount();
     receiver.Clear();
+    const int errorsBefore = util.ErrorCount();
     util.Hold(true);
     handle->Update(&context);
     handle->Render(&context);
@@ -207,14 +205,14 @@ int RunApply(const std::vector<std::string>& args) {
     // The plug-in hands back a frame whatever happens; an error line is the only sign that
     // it is not the effect's work.
     if (util.ErrorCount() != errorsBefore) {
-      RunError(effect->name + " failed on frame " + std::to_string(number) + ": " +
+      RunError(effect.name + " failed on frame " + std::to_string(number) + ": " +
                FailureReason(util, errorsBefore) + "; nothing was written");
     }
     changed = changed || cv::norm(frame, destination, cv::NORM_INF) != 0;
     sink->Write(destination, number);
     if (maskSink) {
       if (!receiver.Received()) {
-        RunError(effect->name + " sent no mask for frame " + std::to_string(number) +
+        RunError(effect.name + " sent no mask for frame " + std::to_string(number) +
                  "; nothing was written");
       }
       maskSink->Write(receiver.Mask(), number);
@@ -229,15 +227,39 @@ int RunApply(const std::vector<std::string>& args) {
   // The plug-in passes frames through when its AI runtime fails and may say so only in
   // progress lines; a clip that came out untouched is worth a word.
   if (!changed) {
-    Console::Get().Line("kazfx: warning: " + effect->name +
+    Console::Get().Line("kazfx: warning: " + effect.name +
                         " changed no pixel of any frame; if that is unexpected, --verbose shows "
                         "what the plug-in said");
   }
-  if (!quiet) {
+  if (!request.quiet) {
     std::printf("wrote %d frame%s (%s) to %s in %.1f s, %.1f fps\n", done, done == 1 ? "" : "s",
-                SizeText(destination).c_str(), output.c_str(), progress.Seconds(),
+                SizeText(destination).c_str(), request.output.c_str(), progress.Seconds(),
                 progress.Rate(done));
   }
+}
+
+}  // namespace
+
+int RunApply(const std::vector<std::string>& args) {
+  std::vector<OptionSpec> specs = kHostOptions;
+  for (const char* name : {"effect", "param", "start", "frames", "fps", "mask"}) {
+    specs.push_back({name, true});
+  }
+  specs.push_back({"quiet", false});
+  const Options options("apply", specs, args);
+  if (options.Help()) {
+    std::fputs(kUsage, stdout);
+    return kExitOk;
+  }
+  const Request request = ParseRequest(options);
+  PluginHost host(HostSettingsFrom(options));
+  host.Start();
+  const EffectDecl* effect = FindEffect(host.Effects(), options.Value("effect"));
+  if (effect == nullptr) {
+    UsageError("unknown effect \"" + options.Value("effect") + "\" (kazfx list shows the " +
+               std::to_string(host.Effects().size()) + " effects)");
+  }
+  RenderClip(host, *effect, ResolveParams(*effect, options, request.mask), request);
   return kExitOk;
 }
 
