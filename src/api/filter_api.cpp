@@ -17,15 +17,6 @@ namespace {
 
 constexpr int32_t kFailed = 1;
 
-// Asks the host for a directory; the buffer starts with the default the host may keep.
-std::string HostPath(KAZHostUtilSuite* util, int code, const char* fallback) {
-  char buffer[512] = {};
-  std::strncpy(buffer, fallback, sizeof buffer - 1);
-  util->GetPath(code, buffer, sizeof buffer);
-  buffer[sizeof buffer - 1] = '\0';
-  return buffer;
-}
-
 bool FramesUsable(const char* function, unsigned char* dst, int32_t dstWidth, int32_t dstHeight,
                   int32_t dstStride, unsigned char* aux, int32_t auxWidth, int32_t auxHeight,
                   int32_t auxStride, const unsigned char* src, int32_t srcWidth, int32_t srcHeight,
@@ -60,9 +51,9 @@ KAZ_EXPORT NLEEffectFilter* CreateNLEAIEffectFilterFromGUID(const char* guid,
     if (resourceDir != nullptr) {
       info->SetResourceDir(resourceDir);
     } else if (util != nullptr) {
-      info->SetResourceDir(HostPath(util, 1, "resources"));
+      info->SetResourceDir(kaz::HostPath(util, 1, "resources"));
     }
-    if (util != nullptr) info->SetCloudResourceDir(HostPath(util, 3, "cloud_resources"));
+    if (util != nullptr) info->SetCloudResourceDir(kaz::HostPath(util, 3, "cloud_resources"));
     return vorta::CreateFilter(std::move(info), true);
   });
 }

@@ -30,14 +30,6 @@ void HostLog(int level, const char* format, const char* a, const char* b = "") {
   }
 }
 
-std::string HostPath(KAZHostUtilSuite* util, int code, const char* fallback) {
-  char buffer[512] = {};
-  std::strncpy(buffer, fallback, sizeof buffer - 1);
-  util->GetPath(code, buffer, sizeof buffer);
-  buffer[sizeof buffer - 1] = '\0';
-  return buffer;
-}
-
 // Texts handed to the registrar are cut to the host's 128-byte fields.
 struct Text128 {
   explicit Text128(const std::string& text) {
@@ -130,8 +122,8 @@ bool DescribeEffect(const FilterInfoPtr& info, KAZEffectRegistrar* registrar) {
   registrar->SetReserved(0);
 
   if (KAZHostUtilSuite* util = kaz::Suites().util) {
-    info->SetCloudResourceDir(HostPath(util, 3, "cloud_resources"));
-    info->SetResourceDir(HostPath(util, 1, "resources"));
+    info->SetCloudResourceDir(kaz::HostPath(util, 3, "cloud_resources"));
+    info->SetResourceDir(kaz::HostPath(util, 1, "resources"));
   }
   const int32_t count = info->ParamCount();
   for (int32_t i = 0; i < count; ++i) {
@@ -168,7 +160,7 @@ KAZ_EXPORT int32_t StartupKAZ(KAZHost* host, KAZPluginInfo* info) {
                         : nullptr;
     }
     if (suites.util != nullptr) {
-      const std::string folder = HostPath(suites.util, 1, "resources") + kEffectFolder;
+      const std::string folder = kaz::HostPath(suites.util, 1, "resources") + kEffectFolder;
       std::vector<FilterInfoPtr> found;
       vorta::ScanEffectDirectory(folder, found, false);
       for (const FilterInfoPtr& effect : found) vorta::EffectRegistry::Instance().Add(effect);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+
 #include "kaz/host_framework.h"
 
 namespace kaz {
@@ -13,5 +15,9 @@ struct SuiteRecord {
 };
 
 SuiteRecord& Suites();
+
+// Asks the host utility suite for directory `code`; the 512-byte buffer it writes into starts
+// with `fallback`, which the host may keep.
+std::string HostPath(KAZHostUtilSuite* util, int code, const char* fallback);
 
 }  // namespace kaz

@@ -6,6 +6,7 @@
 // written once and both paths give the same bytes. All intermediates stay below 65,536.
 
 #include <cstdint>
+#include <cstring>
 
 #include <opencv2/core/hal/intrin.hpp>
 
@@ -97,7 +98,11 @@ inline u16x8 alphaLanes() { return cv::v_reinterpret_as_u16(cv::v_setall_u32(0xF
 
 // One byte per pixel (a mask) for four pixels, in both lanes of each pixel.
 inline u16x8 loadPerPixel(const uint8_t* p) {
-  const cv::v_uint32x4 m = cv::v_load_expand_q(p);
+  // OpenCV's v_load_expand_q reads the four bytes as an int, which needs alignment a mask row
+  // does not have; an aligned copy costs nothing once compiled (one 32-bit load).
+  alignas(16) uint8_t four[16] = {};
+  std::memcpy(four, p, 4);
+  const cv::v_uint32x4 m = cv::v_load_expand_q(four);
   return cv::v_reinterpret_as_u16(m | (m << 16));
 }
 
