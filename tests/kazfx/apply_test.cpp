@@ -456,7 +456,7 @@ TEST_F(Apply, InterruptRemovesThePartialOutput) {
 // Every .conf description under the bundled resources, read here on its own.
 nlohmann::json BundledEffects() {
   nlohmann::json effects = nlohmann::json::object();
-  for (const auto& entry : fs::recursive_directory_iterator(KAZFX_RESOURCES)) {
+  for (const auto& entry : fs::recursive_directory_iterator(KAZ_RESOURCES_DIR)) {
     EXPECT_NE(entry.path().filename(), "filter.xml") << "extend this test to XML descriptions";
     if (entry.path().extension() != ".conf") continue;
     const nlohmann::json conf = nlohmann::json::parse(Slurp(entry.path()));
@@ -510,6 +510,30 @@ TEST(List, FindsEveryBundledEffectWithItsDeclaredParameters) {
               std::string::npos)
         << guid;
   }
+}
+
+TEST(List, DescriptionWithoutAFilterClassIsRefusedQuietly) {
+  kaztest::TempDir resources;
+  const std::string effects = "kaz_effect/plugin/AiEffect/";
+  resources.Write(effects + "A_Unknown/effect.conf",
+                  R"({"GUID": "00000000-0000-0000-0000-000000000000", "NAME": "Nothing"})");
+  resources.Write(
+      effects + "B_Blur/effect.conf",
+      Slurp(fs::path(KAZ_RESOURCES_DIR) / effects / "HumanSegmentationCaptureBlur/effect.conf"));
+  RunResult run = RunKazfx({"list", "--json", "--resources", resources.str()});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  const nlohmann::json listed = nlohmann::json::parse(run.out);
+  EXPECT_EQ(listed.at("refused"), nlohmann::json::array({0}));
+  ASSERT_EQ(listed.at("effects").size(), 1u);
+  EXPECT_EQ(listed.at("effects")[0].at("name"), "Background Blur");
+
+  run = RunKazfx({"list", "--verbose", "--resources", resources.str()});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("1 description was refused"), std::string::npos) << run.out;
+  EXPECT_NE(run.err.find("Register AI Effect Failed: 00000000-0000-0000-0000-000000000000\n"),
+            std::string::npos)
+      << run.err;
 }
 
 TEST(List, EmptyResourcesFolderListsNothing) {
