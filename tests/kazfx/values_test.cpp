@@ -81,13 +81,6 @@ TEST(ColorText, TakesHexWithEitherPrefixOrDecimal) {
   }
 }
 
-TEST(SwitchText, KnowsTheUsualWordsInAnyCase) {
-  for (const char* on : {"1", "true", "ON", "Yes"}) EXPECT_TRUE(ParseSwitch(on, "s")) << on;
-  for (const char* off : {"0", "False", "off", "NO"}) EXPECT_FALSE(ParseSwitch(off, "s")) << off;
-  EXPECT_EQ(UsageStatus([] { ParseSwitch("2", "s"); }), kExitUsage);
-  EXPECT_EQ(UsageStatus([] { ParseSwitch("maybe", "s"); }), kExitUsage);
-}
-
 TEST(ParamValue, NumbersTakeTheDeclaredRepresentation) {
   const ParamSetting f = ParseParamValue(Decl("F", ParamKind::kFloat), "0.1");
   EXPECT_EQ(f.kind, ParamKind::kFloat);
