@@ -6,6 +6,7 @@
 // written once and both paths give the same bytes. All intermediates stay below 65,536.
 
 #include <cstdint>
+#include <cstring>
 
 #include <opencv2/core/hal/intrin.hpp>
 
@@ -95,9 +96,14 @@ inline u16x8 broadcastAlpha(const u16x8& odd) {
 // 0xFFFF in the alpha lanes of `odd`, 0 in the colour lanes.
 inline u16x8 alphaLanes() { return cv::v_reinterpret_as_u16(cv::v_setall_u32(0xFFFF0000u)); }
 
-// One byte per pixel (a mask) for four pixels, in both lanes of each pixel.
+// One byte per pixel (a mask) for four pixels, in both lanes of each pixel. Reads exactly four
+// bytes with no alignment needed (OpenCV's v_load_expand_q reads them as a possibly misaligned
+// int).
 inline u16x8 loadPerPixel(const uint8_t* p) {
-  const cv::v_uint32x4 m = cv::v_load_expand_q(p);
+  uint32_t four;
+  std::memcpy(&four, p, sizeof four);
+  const cv::v_uint8x16 bytes = cv::v_reinterpret_as_u8(cv::v_uint32x4(four, 0, 0, 0));
+  const cv::v_uint32x4 m = cv::v_expand_low(cv::v_expand_low(bytes));
   return cv::v_reinterpret_as_u16(m | (m << 16));
 }
 
