@@ -34,12 +34,11 @@ inline u16x8 splat<u16x8>(unsigned c) {
 }
 #endif
 
-// round(a * b / 255) for a, b in 0..255: the shared `mul` plane. Ties cannot occur, and
-// t + (t >> 8) never passes 65,407, so the 16-bit form is exact for all 65,536 pairs.
+// round(a * b / 255) for a, b in 0..255: the shared `mul` plane. Ties cannot occur;
+// (t * 257) >> 16 with t = a * b + 128 is exact for all 65,536 pairs and stays in 16 bits.
 template <class V>
 inline V mul(const V& a, const V& b) {
-  const V t = mullo(a, b) + splat<V>(128);
-  return (t + (t >> 8)) >> 8;
+  return mulhi16(mullo(a, b) + splat<V>(128), splat<V>(0x0101));
 }
 
 // trunc(x / 255) for every x in 0..65535: 0x8081 / 2^23 approximates 1/255 closely enough.
