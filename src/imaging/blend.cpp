@@ -185,7 +185,9 @@ bool blendSolidColor(const cv::Mat& image, uint32_t packedColor, uint32_t mode, 
 
 bool planLayer(cv::Size layer, cv::Size canvas, const LayerPlacement& p, bool resize,
                LayerPlan* plan) {
-  if (!isFinite(p) || layer.area() <= 0 || canvas.area() <= 0) return false;
+  if (!isFinite(p) || layer.width <= 0 || layer.height <= 0 || canvas.width <= 0 ||
+      canvas.height <= 0)
+    return false;
 
   const double W = layer.width, H = layer.height;
   int cx = roundHalfUp(std::max(0.0, W * p.cropX));

@@ -6,7 +6,9 @@
 // leaving every image untouched, when they are unusable (types other than 8UC4 / 8UC1, unequal
 // sizes, no pixels, non-finite placement or opacity). Images may be ROIs with any row step.
 // The work runs in row bands on OpenCV's worker threads; the calling thread waits for it.
-// Entries may be called from several threads at once on different destinations.
+// Entries may be called from several threads at once on different destinations. Nothing is
+// thrown for bad arguments; running out of memory (a copy of an overlapping layer, a resize)
+// throws as OpenCV does (std::bad_alloc, cv::Exception).
 
 #include <cstdint>
 #include <string>

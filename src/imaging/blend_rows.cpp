@@ -102,12 +102,14 @@ void normalPremultiplied(const uint8_t* l, uint8_t* d, int width, uint32_t s) {
     const u16x8 vs = splat<u16x8>(s), v255 = splat<u16x8>(255), zero = splat<u16x8>(0);
     x = simdLoop(width, [&](int i) {
       const Pixels4 L = loadPixels(l + i), D = loadPixels(d + i);
-      const u16x8 i8 = v255 - broadcastAlpha(mul(L.odd, vs));
+      // A layer pixel with alpha 0 is zeroed: then k = 0 and min(255, 0 + d) = d, so it leaves
+      // the destination as it was without a select.
+      const u16x8 visible = broadcastAlpha(L.odd) != zero;
+      const u16x8 ls = mul(L.odd & visible, vs);
       // In the alpha lane mul(l3, s) is k itself, so one rule covers all four channels.
-      const Pixels4 r = {addClamp(mul(L.even, vs), mul(D.even, i8)),
-                         addClamp(mul(L.odd, vs), mul(D.odd, i8))};
-      const Pixels4 out = select(broadcastAlpha(L.odd) == zero, D, r);
-      storePixels(d + i, out.even, out.odd);
+      const u16x8 i8 = v255 - broadcastAlpha(ls);
+      storePixels(d + i, addClamp(mul(L.even & visible, vs), mul(D.even, i8)),
+                  addClamp(ls, mul(D.odd, i8)));
     });
   }
 #endif

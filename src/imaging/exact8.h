@@ -34,12 +34,11 @@ inline u16x8 splat<u16x8>(unsigned c) {
 }
 #endif
 
-// round(a * b / 255) for a, b in 0..255: the shared `mul` plane. Ties cannot occur, and
-// t + (t >> 8) never passes 65,407, so the 16-bit form is exact for all 65,536 pairs.
+// round(a * b / 255) for a, b in 0..255: the shared `mul` plane. Ties cannot occur;
+// (t * 257) >> 16 with t = a * b + 128 is exact for all 65,536 pairs and stays in 16 bits.
 template <class V>
 inline V mul(const V& a, const V& b) {
-  const V t = mullo(a, b) + splat<V>(128);
-  return (t + (t >> 8)) >> 8;
+  return mulhi16(mullo(a, b) + splat<V>(128), splat<V>(0x0101));
 }
 
 // trunc(x / 255) for every x in 0..65535: 0x8081 / 2^23 approximates 1/255 closely enough.
@@ -96,13 +95,14 @@ inline u16x8 broadcastAlpha(const u16x8& odd) {
 // 0xFFFF in the alpha lanes of `odd`, 0 in the colour lanes.
 inline u16x8 alphaLanes() { return cv::v_reinterpret_as_u16(cv::v_setall_u32(0xFFFF0000u)); }
 
-// One byte per pixel (a mask) for four pixels, in both lanes of each pixel.
+// One byte per pixel (a mask) for four pixels, in both lanes of each pixel. Reads exactly four
+// bytes with no alignment needed (OpenCV's v_load_expand_q reads them as a possibly misaligned
+// int).
 inline u16x8 loadPerPixel(const uint8_t* p) {
-  // OpenCV's v_load_expand_q reads the four bytes as an int, which needs alignment a mask row
-  // does not have; an aligned copy costs nothing once compiled (one 32-bit load).
-  alignas(16) uint8_t four[16] = {};
-  std::memcpy(four, p, 4);
-  const cv::v_uint32x4 m = cv::v_load_expand_q(four);
+  uint32_t four;
+  std::memcpy(&four, p, sizeof four);
+  const cv::v_uint8x16 bytes = cv::v_reinterpret_as_u8(cv::v_uint32x4(four, 0, 0, 0));
+  const cv::v_uint32x4 m = cv::v_expand_low(cv::v_expand_low(bytes));
   return cv::v_reinterpret_as_u16(m | (m << 16));
 }
 

@@ -94,6 +94,15 @@ TEST(Plan, NothingVisibleOrNothingCroppedIsNoPlan) {
   EXPECT_TRUE(imageC::planLayer(kLayer, kCanvas, place(0, 0, 1e300, 1, 0, 0), false, &plan));
 }
 
+// 60000 x 60000 overflows an int area; only the sizes are planned, no pixels exist.
+TEST(Plan, HugeCanvasSizesDoNotOverflow) {
+  LayerPlan plan{};
+  ASSERT_TRUE(
+      imageC::planLayer(kLayer, cv::Size(60000, 60000), place(0, 0, 1, 1, 0.5, 0.5), false, &plan));
+  EXPECT_EQ(plan.target, cv::Rect(30000, 30000, 200, 100));
+  EXPECT_EQ(plan.bands, 8);
+}
+
 // blendLayer against the reference blend of the hand-worked pieces, everything else untouched.
 struct Scene {
   cv::Mat layer = ref::edgyImage(kLayer.height, kLayer.width, 31);
