@@ -179,19 +179,21 @@ TEST(PersonCutOut, EffectModelTakesItsEdgeFromTheDescriptionOnce) {
 }
 
 TEST(PersonCutOut, HighAccuracyMaskIsLimitedByTheSourceAlpha) {
-  UseMaskFromChannel(2);  // the red channel is the module's mask, the alpha limits it
-  const cv::Mat src = Source(120, 80, 5);
-  Filter filter(kHighAcc);
-  const cv::Mat one = filter.Run(src, 1);
-  const cv::Mat four = filter.Run(src, 4);
-  for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols; ++x) {
-      const cv::Vec4b s = src.at<cv::Vec4b>(y, x);
-      const int m = Mul255(s[2], s[3]);
-      ASSERT_EQ(one.at<uint8_t>(y, x), m) << x << "," << y;
-      const cv::Vec4b d = four.at<cv::Vec4b>(y, x);
-      const cv::Vec4b want = m == 0 ? cv::Vec4b(0, 0, 0, 0) : cv::Vec4b(s[0], s[1], s[2], m);
-      ASSERT_EQ(d, want) << x << "," << y;
+  UseMaskFromChannel(2);                // the red channel is the module's mask, the alpha limits it
+  for (const int width : {120, 123}) {  // vectors only, and vectors with a scalar tail
+    const cv::Mat src = Source(width, 80, 5);
+    Filter filter(kHighAcc);
+    const cv::Mat one = filter.Run(src, 1);
+    const cv::Mat four = filter.Run(src, 4);
+    for (int y = 0; y < src.rows; ++y) {
+      for (int x = 0; x < src.cols; ++x) {
+        const cv::Vec4b s = src.at<cv::Vec4b>(y, x);
+        const int m = Mul255(s[2], s[3]);
+        ASSERT_EQ(one.at<uint8_t>(y, x), m) << x << "," << y;
+        const cv::Vec4b d = four.at<cv::Vec4b>(y, x);
+        const cv::Vec4b want = m == 0 ? cv::Vec4b(0, 0, 0, 0) : cv::Vec4b(s[0], s[1], s[2], m);
+        ASSERT_EQ(d, want) << x << "," << y;
+      }
     }
   }
 }
