@@ -28,6 +28,8 @@ constexpr int kDetectEvery = 8;
 constexpr double kDetectScore = 1.8;
 // Frames for which the detector's answer holds even where things move.
 constexpr int kFreshPrior = 3;
+// A person fills well under this share of their grown detector box.
+constexpr double kMostOfTheBox = 0.65;
 // GrabCut works on at most this many pixels; larger regions are shrunk for it.
 constexpr int kGrabCutPixels = 24000;
 
@@ -40,6 +42,23 @@ enum Evidence : uint8_t {
   kUnknown,     // background unseen, still
 };
 
+// Squared colour distance from the background that makes a pixel part of a person: well
+// beyond the noise of three channels of two noisy pictures; the constant covers the model's
+// own error.
+float EnterLevel(float sigma) { return 16.0f * (3.0f * 2.0f * sigma * sigma + 12.0f); }
+
+// Swaps the thread's OpenCV generator for a fixed one while it lives.
+class FixedRng {
+ public:
+  FixedRng() : callers_(cv::theRNG()) { cv::theRNG() = cv::RNG(0x5EED); }
+  ~FixedRng() { cv::theRNG() = callers_; }
+  FixedRng(const FixedRng&) = delete;
+  FixedRng& operator=(const FixedRng&) = delete;
+
+ private:
+  cv::RNG callers_;
+};
+
 cv::Mat Kernel(int shape, int size) {
   return cv::getStructuringElement(shape, cv::Size(size, size));
 }
@@ -47,7 +66,7 @@ cv::Mat Kernel(int shape, int size) {
 }  // namespace
 
 struct ClassicalSegmenter::Scene {
-  explicit Scene(const cv::Mat& frame) : size(frame.size()) {
+  Scene(const cv::Mat& frame, cv::Size input) : size(frame.size()), inputSize(input) {
     frame.convertTo(background, CV_32FC3);
     runMean = background.clone();
     known = cv::Mat::zeros(size, CV_8U);
@@ -62,7 +81,8 @@ struct ClassicalSegmenter::Scene {
     evidence = cv::Mat::zeros(size, CV_8U);
   }
 
-  cv::Size size;
+  cv::Size size;       // working size
+  cv::Size inputSize;  // the frames' own size: another size is another clip
   int frames = 0;
   int sinceDetect = kDetectEvery;
   float noise = 0.0f;   // sensor noise of one channel, in levels at the working size
@@ -97,13 +117,13 @@ cv::Size ClassicalSegmenter::InputSize() const {
   return cv::Size(settings_.workingSize, settings_.workingSize);
 }
 
-ClassicalSegmenter::Scene& ClassicalSegmenter::SceneFor(const cv::Mat& small) {
+ClassicalSegmenter::Scene& ClassicalSegmenter::SceneFor(const cv::Mat& small, cv::Size input) {
   cv::Mat thumb;
   cv::resize(small, thumb, kThumb, 0, 0, cv::INTER_AREA);
   size_t best = scenes_.size();
   double bestChange = 1.0;
   for (size_t i = 0; i < scenes_.size(); ++i) {
-    if (scenes_[i]->size != small.size()) continue;
+    if (scenes_[i]->inputSize != input) continue;
     cv::Mat diff;
     cv::absdiff(thumb, scenes_[i]->thumb, diff);
     diff = diff.reshape(1, diff.rows * diff.cols);
@@ -114,15 +134,46 @@ ClassicalSegmenter::Scene& ClassicalSegmenter::SceneFor(const cv::Mat& small) {
       best = i;
     }
   }
-  if (best == scenes_.size() || bestChange > kCutShare) {
-    Log(kLogInfo, "human_segment: new scene at %dx%d", small.cols, small.rows);
-    scenes_.insert(scenes_.begin(), std::make_unique<Scene>(small));
-    if (scenes_.size() > kMaxScenes) scenes_.pop_back();
-  } else if (best != 0) {
-    std::rotate(scenes_.begin(), scenes_.begin() + best, scenes_.begin() + best + 1);
-  }
+  if (best == scenes_.size() || bestChange > kCutShare) return NewScene(small, input, thumb);
+  if (best != 0) std::rotate(scenes_.begin(), scenes_.begin() + best, scenes_.begin() + best + 1);
+  Scene& scene = *scenes_[0];
+  // Two shots of one room can look alike in a thumbnail; a cut still shows as most of the
+  // known background changing at once, away from where the person was.
+  if (scene.frames > 0 && LooksLikeACut(scene, small)) return NewScene(small, input, thumb);
+  scene.thumb = thumb;
+  return scene;
+}
+
+ClassicalSegmenter::Scene& ClassicalSegmenter::NewScene(const cv::Mat& small, cv::Size input,
+                                                        const cv::Mat& thumb) {
+  Log(kLogInfo, "human_segment: new scene at %dx%d", small.cols, small.rows);
+  // The scene it replaces stays cached: interleaved clips each keep their own model.
+  scenes_.insert(scenes_.begin(), std::make_unique<Scene>(small, input));
+  if (scenes_.size() > kMaxScenes) scenes_.pop_back();
   scenes_[0]->thumb = thumb;
   return *scenes_[0];
+}
+
+bool ClassicalSegmenter::LooksLikeACut(const Scene& s, const cv::Mat& small) const {
+  cv::Mat person;
+  const int reach = std::max(3, (s.size.width + s.size.height) / 40);
+  cv::dilate(s.foreground, person, Kernel(cv::MORPH_RECT, 2 * reach + 1));
+  const float limit = EnterLevel(std::max(s.noise, 0.7f));
+  int seen = 0, changed = 0;
+  // Every other pixel of every other row is plenty for a share.
+  for (int y = 0; y < s.size.height; y += 2) {
+    const cv::Vec3b* in = small.ptr<cv::Vec3b>(y);
+    const cv::Vec3f* bg = s.background.ptr<cv::Vec3f>(y);
+    const uint8_t* known = s.known.ptr<uint8_t>(y);
+    const uint8_t* near = person.ptr<uint8_t>(y);
+    for (int x = 0; x < s.size.width; x += 2) {
+      if (!known[x] || near[x]) continue;
+      ++seen;
+      const cv::Vec3f d = cv::Vec3f(in[x][0], in[x][1], in[x][2]) - bg[x];
+      changed += d.dot(d) > limit;
+    }
+  }
+  return seen >= 64 && changed > kCutShare * seen;
 }
 
 void ClassicalSegmenter::FindPeople(Scene& s) {
@@ -130,8 +181,9 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
   s.prior.setTo(0);
   s.priorAge = 0;
   // The detector's window is 48x96: enlarge small pictures so people of a third of the
-  // picture's height are found.
-  const double enlarge = std::max(1.0, 300.0 / small_.rows);
+  // picture's height are found. Pictures too small for a person are not searched.
+  const double enlarge = std::clamp(300.0 / small_.rows, 1.0, 2.5);
+  if (small_.rows * enlarge < 96 || small_.cols * enlarge < 48) return;
   cv::Mat picture = small_;
   if (enlarge > 1.0) cv::resize(small_, picture, cv::Size(), enlarge, enlarge, cv::INTER_LINEAR);
   std::vector<cv::Rect> found;
@@ -143,10 +195,10 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
     if (scores[i] < kDetectScore) continue;
     const cv::Rect2d r(found[i].x / enlarge, found[i].y / enlarge, found[i].width / enlarge,
                        found[i].height / enlarge);
-    // The window holds the person with a margin; heads and arms may stick out of it. Nothing
-    // in the grown box becomes background; its core seeds GrabCut as probably the person.
-    const cv::Rect grown = cv::Rect(cvRound(r.x - 0.15 * r.width), cvRound(r.y - 0.2 * r.height),
-                                    cvRound(1.3 * r.width), cvRound(1.3 * r.height)) &
+    // The window may hold only the legs and body of a person: the grown box reaches up for
+    // the head and out for the arms. Nothing in it becomes background while it stands.
+    const cv::Rect grown = cv::Rect(cvRound(r.x - 0.1 * r.width), cvRound(r.y - 0.4 * r.height),
+                                    cvRound(1.2 * r.width), cvRound(1.45 * r.height)) &
                            frame;
     const cv::Rect core = cv::Rect(cvRound(r.x + 0.35 * r.width), cvRound(r.y + 0.2 * r.height),
                                    cvRound(0.3 * r.width), cvRound(0.6 * r.height)) &
@@ -158,12 +210,31 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
   }
   if (area.area() == 0) return;
 
-  // GrabCut in the boxes: what differs from the known background, and the cores, are probably
-  // the person; the rest of the boxes probably not; outside them, surely not. Moving pixels
-  // are no seed: where the background is unseen they are as often background just uncovered.
-  const int margin = std::max(4, (s.size.width + s.size.height) / 80);
+  // Enough of the surroundings for GrabCut to learn what the background looks like.
+  const int margin = std::max(8, area.width / 2);
   const cv::Rect roi =
       (area + cv::Size(2 * margin, 2 * margin) - cv::Point(margin, margin)) & frame;
+  // Classic GrabCut first: the grown boxes probably the person, the rest surely not. When
+  // background inside a box looks like nothing outside it, that keeps most of the box, more
+  // than a person fills; then only the cores count as the person and the rest of the boxes
+  // as probably background, which finds less but never claims the box.
+  cv::Mat labels = CutPeople(s, roi, true);
+  const cv::Mat boxes = s.people(roi) > 0;
+  if (!labels.empty() &&
+      cv::countNonZero(labels & boxes) > kMostOfTheBox * cv::countNonZero(boxes)) {
+    labels = CutPeople(s, roi, false);
+  }
+  if (labels.empty()) return;
+  cv::Mat prior = s.prior(roi);
+  for (int y = 0; y < roi.height; ++y) {
+    const uint8_t* label = labels.ptr<uint8_t>(y);
+    const uint8_t* box = s.people.ptr<uint8_t>(roi.y + y) + roi.x;
+    uint8_t* out = prior.ptr<uint8_t>(y);
+    for (int x = 0; x < roi.width; ++x) out[x] = box[x] ? (label[x] & 1) : 0;
+  }
+}
+
+cv::Mat ClassicalSegmenter::CutPeople(const Scene& s, const cv::Rect& roi, bool wholeBox) {
   cv::Mat labels(roi.size(), CV_8U);
   int back = 0, person = 0;
   for (int y = 0; y < roi.height; ++y) {
@@ -174,8 +245,8 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
       uint8_t l = cv::GC_BGD;
       if (evidence[x] == kBackground || evidence[x] == kShadow) {
         l = cv::GC_BGD;
-      } else if (box[x] == 2 || evidence[x] == kChanged) {
-        l = box[x] ? cv::GC_PR_FGD : cv::GC_PR_BGD;
+      } else if (box[x] == 2 || (box[x] == 1 && wholeBox)) {
+        l = cv::GC_PR_FGD;
       } else if (box[x] == 1) {
         l = cv::GC_PR_BGD;
       }
@@ -185,23 +256,22 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
     }
   }
   // GrabCut needs colours of both sides to build its models.
-  if (back < 32 || person < 32) return;
-  cv::Mat picturePart = small_(roi);
+  if (back < 32 || person < 32) return cv::Mat();
+  cv::Mat picture = small_(roi);
   const double shrink = std::min(1.0, std::sqrt(double(kGrabCutPixels) / roi.area()));
   if (shrink < 1.0) {
-    cv::resize(picturePart, picturePart, cv::Size(), shrink, shrink, cv::INTER_AREA);
-    cv::resize(labels, labels, picturePart.size(), 0, 0, cv::INTER_NEAREST);
+    cv::resize(picture, picture, cv::Size(), shrink, shrink, cv::INTER_AREA);
+    cv::resize(labels, labels, picture.size(), 0, 0, cv::INTER_NEAREST);
   }
   cv::Mat bgdModel, fgdModel;
-  cv::grabCut(picturePart, labels, cv::Rect(), bgdModel, fgdModel, 3, cv::GC_INIT_WITH_MASK);
-  if (shrink < 1.0) cv::resize(labels, labels, roi.size(), 0, 0, cv::INTER_NEAREST);
-  cv::Mat prior = s.prior(roi);
-  for (int y = 0; y < roi.height; ++y) {
-    const uint8_t* label = labels.ptr<uint8_t>(y);
-    const uint8_t* box = s.people.ptr<uint8_t>(roi.y + y) + roi.x;
-    uint8_t* out = prior.ptr<uint8_t>(y);
-    for (int x = 0; x < roi.width; ++x) out[x] = box[x] ? (label[x] & 1) : 0;
+  {
+    // GrabCut seeds its k-means from the thread's generator: a fixed one makes the answer the
+    // same on every thread and run, and the caller's generator is left as it was.
+    const FixedRng fixed;
+    cv::grabCut(picture, labels, cv::Rect(), bgdModel, fgdModel, 3, cv::GC_INIT_WITH_MASK);
   }
+  if (shrink < 1.0) cv::resize(labels, labels, roi.size(), 0, 0, cv::INTER_NEAREST);
+  return labels & 1;
 }
 
 void ClassicalSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
@@ -212,7 +282,7 @@ void ClassicalSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
   lastSize_ = working;
   cv::resize(bgra, shrunk_, working, 0, 0, cv::INTER_AREA);
   cv::cvtColor(shrunk_, small_, cv::COLOR_BGRA2BGR);
-  Scene& s = SceneFor(small_);
+  Scene& s = SceneFor(small_, bgra.size());
 
   // The same picture again (a paused or re-rendered frame) gets the same mask and teaches
   // nothing: counting it as time passing would make a still person look like background.
@@ -229,7 +299,11 @@ void ClassicalSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
   const int every = s.frames < 8 * kFreshPrior ? kFreshPrior + 1 : kDetectEvery;
   if (settings_.peopleDetector && ++s.sinceDetect >= every &&
       cv::countNonZero(s.known) < s.size.area() * 98 / 100) {
-    FindPeople(s);
+    // While nothing in the people found has moved, the last answer stands: asking again
+    // would only let noise change it.
+    const bool holds = s.priorAge < 255 && cv::countNonZero(s.people) > 0 &&
+                       cv::countNonZero((s.people > 0) & (s.areaQuiet < s.priorAge)) == 0;
+    if (!holds) FindPeople(s);
     s.sinceDetect = 0;
   }
   cv::Mat decided = Decide(s);
@@ -276,11 +350,9 @@ void ClassicalSegmenter::Classify(Scene& s) {
   const float sigma = std::max(s.noise, 0.7f);
   // A change is motion when it is well beyond what noise does to the difference of two frames.
   const float motionLevel = std::max(6.0f, 4.5f * 1.414f * sigma);
-  // Squared colour distances from the background, against the noise of three channels; the
-  // constant covers the model's own error. Pixels already in the person need less to stay.
-  const float variance = 3.0f * 2.0f * sigma * sigma + 12.0f;
-  enter_ = 16.0f * variance;
-  stay_ = 7.0f * variance;
+  // Pixels already in the person need less to stay in it.
+  enter_ = EnterLevel(sigma);
+  stay_ = 7.0f / 16.0f * enter_;
   const bool first = s.frames == 0;
 
   for (int y = 0; y < s.size.height; ++y) {

@@ -29,11 +29,14 @@ class ClassicalSegmenter : public Segmenter {
   struct Scene;
 
  private:
-  Scene& SceneFor(const cv::Mat& small);
+  Scene& SceneFor(const cv::Mat& small, cv::Size input);
+  Scene& NewScene(const cv::Mat& small, cv::Size input, const cv::Mat& thumb);
+  bool LooksLikeACut(const Scene& scene, const cv::Mat& small) const;
   void EstimateNoise(Scene& scene);
   void Classify(Scene& scene);
   void EraseGhosts(Scene& scene);
   void FindPeople(Scene& scene);
+  cv::Mat CutPeople(const Scene& scene, const cv::Rect& roi, bool wholeBox);
   cv::Mat Decide(Scene& scene);
   void Clean(cv::Mat& decided) const;
   void Learn(Scene& scene, const cv::Mat& decided);

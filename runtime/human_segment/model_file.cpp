@@ -132,7 +132,9 @@ class Fields {
   float CheckNumber(const json& value, const std::string& path, bool nonZero) const {
     if (!value.is_number()) Fail(path + " must be a number");
     const double v = value.get<double>();
-    if (!std::isfinite(v) || std::fabs(v) > 1e30 || (nonZero && v == 0.0)) {
+    // Bounds that survive the conversion to float: no infinity, and no divisor that rounds
+    // to zero.
+    if (!std::isfinite(v) || std::fabs(v) > 1e30 || (nonZero && std::fabs(v) < 1e-30)) {
       Fail(path + (nonZero ? " must be a finite non-zero number" : " must be a finite number"));
     }
     return static_cast<float>(v);

@@ -54,7 +54,13 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
   const double H = h;
   const int floorTop = cvRound(0.74 * h), skirting = cvRound(0.72 * h);
 
-  cv::Mat wall = Tint(Field(size, 0.08 * H, rng), cv::Scalar(168, 192, 212), cv::Scalar(9, 9, 9));
+  // Each seed furnishes its own room: wall colour and where things stand.
+  static const cv::Scalar kWalls[] = {
+      {168, 192, 212}, {204, 192, 172}, {172, 204, 182}, {150, 172, 206}};
+  const cv::Scalar wallColour = kWalls[seed % 4];
+  const double doorX = 0.36 + rng.uniform(0.0, 0.14), frameX = rng.uniform(0.04, 0.12);
+  const double shelfX = 0.76 + rng.uniform(0.0, 0.06);
+  cv::Mat wall = Tint(Field(size, 0.08 * H, rng), wallColour, cv::Scalar(9, 9, 9));
   AddField(wall, Field(size, 0.006 * H, rng), 5);
   const double period = 0.05 * H;
   for (int x = 0; x < w; ++x) {  // wallpaper stripes
@@ -93,7 +99,7 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
   room(cv::Rect(0, skirting, w, floorTop - skirting)) = cv::Scalar(212, 218, 224);
 
   // A door with two panels behind the middle of the walk.
-  const cv::Rect door(cvRound(0.45 * w), cvRound(0.14 * h), cvRound(0.12 * w),
+  const cv::Rect door(cvRound(doorX * w), cvRound(0.14 * h), cvRound(0.12 * w),
                       skirting - cvRound(0.14 * h));
   cv::Mat doorArea = room(door);
   doorArea = cv::Scalar(196, 178, 150);
@@ -107,13 +113,14 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
              std::max(2, h / 110), cv::Scalar(60, 170, 210), cv::FILLED, cv::LINE_AA);
 
   // A framed picture on the left.
-  const cv::Rect frame(cvRound(0.07 * w), cvRound(0.16 * h), cvRound(0.15 * w), cvRound(0.26 * h));
+  const cv::Rect frame(cvRound(frameX * w), cvRound(0.16 * h), cvRound(0.15 * w),
+                       cvRound(0.26 * h));
   Tint(Field(frame.size(), 0.03 * H, rng), cv::Scalar(120, 130, 110), cv::Scalar(55, 45, 60))
       .copyTo(room(frame));
   cv::rectangle(room, frame, cv::Scalar(35, 60, 95), std::max(2, h / 80));
 
   // A bookshelf on the right, with books of random widths and colours.
-  const cv::Rect shelf(cvRound(0.79 * w), cvRound(0.2 * h), cvRound(0.16 * w),
+  const cv::Rect shelf(cvRound(shelfX * w), cvRound(0.2 * h), cvRound(0.16 * w),
                        skirting - cvRound(0.2 * h));
   room(shelf) = cv::Scalar(38, 58, 88);
   const int boards = 3, gap = shelf.height / boards;
@@ -134,7 +141,7 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
   }
 
   // A plant in a pot beside the shelf.
-  const cv::Point pot(cvRound(0.74 * w), skirting);
+  const cv::Point pot(cvRound((shelfX - 0.05) * w), skirting);
   cv::rectangle(room, cv::Rect(pot.x - h / 30, pot.y - h / 14, h / 15, h / 14),
                 cv::Scalar(50, 80, 160), cv::FILLED);
   for (int i = 0; i < 40; ++i) {
