@@ -20,8 +20,10 @@ int EnabledLevel() {
 
 }  // namespace
 
+bool LogWanted(int level) { return level <= EnabledLevel(); }
+
 void Log(int level, const char* format, ...) {
-  if (level > EnabledLevel()) return;
+  if (!LogWanted(level)) return;
   // One line at a time, so lines from instances on different threads do not interleave.
   static std::mutex lock;
   std::lock_guard<std::mutex> hold(lock);

@@ -9,4 +9,7 @@ enum LogLevel { kLogError = 1, kLogInfo = 2 };
 
 void Log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// True when QUORIN_LOG asks for lines of `level`.
+bool LogWanted(int level);
+
 }  // namespace quorin

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "common/log.h"
@@ -12,9 +14,45 @@ namespace quorin::hs {
 
 namespace {
 
+// OpenCV's importer prints its own error lines; the runtime stays silent unless QUORIN_LOG asks.
+// OpenCV's level is process-wide, so nested or concurrent loads share one quiet spell.
+class QuietOpenCv {
+ public:
+  QuietOpenCv() {
+    if (LogWanted(kLogError)) return;
+    active_ = true;
+    std::lock_guard<std::mutex> hold(lock_);
+    if (depth_++ == 0)
+      saved_ = cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  }
+  ~QuietOpenCv() {
+    if (!active_) return;
+    std::lock_guard<std::mutex> hold(lock_);
+    if (--depth_ == 0) cv::utils::logging::setLogLevel(saved_);
+  }
+  QuietOpenCv(const QuietOpenCv&) = delete;
+  QuietOpenCv& operator=(const QuietOpenCv&) = delete;
+
+ private:
+  bool active_ = false;
+  static std::mutex lock_;
+  static int depth_;
+  static cv::utils::logging::LogLevel saved_;
+};
+std::mutex QuietOpenCv::lock_;
+int QuietOpenCv::depth_ = 0;
+cv::utils::logging::LogLevel QuietOpenCv::saved_ = cv::utils::logging::LOG_LEVEL_WARNING;
+
 // Area averaging when shrinking both ways (no aliasing), bilinear otherwise.
 int Interpolation(cv::Size from, cv::Size to) {
   return to.width < from.width && to.height < from.height ? cv::INTER_AREA : cv::INTER_LINEAR;
+}
+
+// OpenCV's messages come with line breaks and quote marks of their own around them.
+std::string Tidy(const std::string& message) {
+  const size_t first = message.find_first_not_of("> \n\r\t");
+  const size_t last = message.find_last_not_of("> \n\r\t");
+  return first == std::string::npos ? message : message.substr(first, last - first + 1);
 }
 
 std::string Describe(const cv::Mat& m) {
@@ -57,11 +95,12 @@ OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settin
                                      "input.height in a manifest");
   }
 
+  const QuietOpenCv quiet;
   try {
     net_ = cv::dnn::readNetFromONNX(reinterpret_cast<const char*>(settings_.network.data()),
                                     settings_.network.size());
   } catch (const cv::Exception& e) {
-    throw Failure(kNetworkFailed, "network '" + path + "' failed to load: " + e.err);
+    throw Failure(kNetworkFailed, "network '" + path + "' failed to load: " + Tidy(e.err));
   }
   if (net_.empty()) throw Failure(kNetworkFailed, "network '" + path + "' has no layers");
   settings_.network.clear();
@@ -92,7 +131,7 @@ OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settin
   } catch (const cv::Exception& e) {
     throw Failure(kNetworkFailed, "network '" + path + "' failed to run on a " +
                                       std::to_string(size_.width) + "x" +
-                                      std::to_string(size_.height) + " picture: " + e.err);
+                                      std::to_string(size_.height) + " picture: " + Tidy(e.err));
   } catch (const Failure& e) {
     throw Failure(kNetworkFailed, "network '" + path + "': " + e.what());
   }
