@@ -24,7 +24,7 @@ constexpr int kConfirmFrames = 6;
 constexpr float kLearnRate = 1.0f / 32.0f;
 // The detector runs this often while part of the background is still unseen.
 constexpr int kDetectEvery = 8;
-// Daimler detector scores: the sample figure scores 2.5 to 3.3, clutter at most 1.6.
+// Daimler detector scores: the sample figure scores about 2.2 to 3.5, clutter at most 1.6.
 constexpr double kDetectScore = 1.8;
 // Frames for which the detector's answer holds even where things move.
 constexpr int kFreshPrior = 3;

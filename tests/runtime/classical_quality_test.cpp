@@ -192,7 +192,7 @@ TEST_F(ClassicalBackend, StartsAFreshModelAfterACut) {
   Segmenter shared;
   ASSERT_EQ(shared.Create(model), 0);
   Scores before;
-  Feed(shared, first, 0, 90, &before);
+  Feed(shared, first, 0, 60, &before);
   for (int i = 0; i < 60; ++i) ExpectSame(shared, second, 195 + i, alone[i], "after the cut");
 }
 

@@ -139,8 +139,9 @@ int main(int argc, char** argv) {
         Fail("cannot write masks into '" + masks + "'");
       }
     }
-    if (frames >= 100 && (i + 1) % 100 == 0)
-      std::fprintf(stderr, "kazsample: %d/%d\r", i + 1, frames);
+    if ((i + 1) % 100 == 0 && i + 1 < frames) {
+      std::fprintf(stderr, "kazsample: %d/%d frames\r", i + 1, frames);
+    }
   }
   writer.release();
   std::error_code error;
@@ -149,7 +150,7 @@ int main(int argc, char** argv) {
     fs::remove(partial);
     Fail("cannot move the clip to '" + output + "': " + error.message());
   }
-  std::fprintf(stderr, "kazsample: wrote %d frames, %dx%d at %g fps, %s, to %s\n", frames,
+  std::fprintf(stderr, "\rkazsample: wrote %d frames, %dx%d at %g fps, %s, to %s\n", frames,
                spec.width, spec.height, spec.fps, codecName, output.c_str());
   return 0;
 }
