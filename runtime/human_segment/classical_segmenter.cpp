@@ -16,6 +16,9 @@ constexpr size_t kMaxScenes = 4;
 const cv::Size kThumb(32, 18);
 // A cut changes most of the picture at once; a person moving changes a part of it.
 constexpr double kCutShare = 0.5;
+// A person walks into view over several frames; a quarter of the known background changing
+// between one frame and the next is a cut, even between two look-alike rooms.
+constexpr float kCutJump = 0.25f;
 constexpr uint8_t kNever = 255;
 // Frames a neighbourhood must stay still, away from any person, before its colours count as
 // background.
@@ -85,21 +88,23 @@ struct ClassicalSegmenter::Scene {
   cv::Size inputSize;  // the frames' own size: another size is another clip
   int frames = 0;
   int sinceDetect = kDetectEvery;
-  float noise = 0.0f;   // sensor noise of one channel, in levels at the working size
-  cv::Mat background;   // CV_32FC3
-  cv::Mat runMean;      // CV_32FC3, mean colour of the pixel's current still run
-  cv::Mat known;        // 1 where the background has been seen
-  cv::Mat quiet;        // frames since the pixel last changed (saturating)
-  cv::Mat areaQuiet;    // frames since anything near the pixel changed
-  cv::Mat sinceMotion;  // like quiet, but kNever until the pixel has changed once
-  cv::Mat previous;     // last frame, CV_8UC3
-  cv::Mat foreground;   // last decision, 0 or 1
-  cv::Mat soft;         // last soft mask, 0..1
-  cv::Mat people;       // the detector's last boxes: 1 grown box, 2 core
-  cv::Mat prior;        // GrabCut's person in those boxes, 0 or 1
-  int priorAge = 255;   // frames since the prior was made
-  cv::Mat evidence;     // Evidence per pixel, this frame
-  cv::Mat thumb;        // last frame, tiny, for telling clips apart
+  float noise = 0.0f;         // sensor noise of one channel, in levels at the working size
+  cv::Mat background;         // CV_32FC3
+  cv::Mat runMean;            // CV_32FC3, mean colour of the pixel's current still run
+  cv::Mat known;              // 1 where the background has been seen
+  cv::Mat quiet;              // frames since the pixel last changed (saturating)
+  cv::Mat areaQuiet;          // frames since anything near the pixel changed
+  cv::Mat sinceMotion;        // like quiet, but kNever until the pixel has changed once
+  cv::Mat previous;           // last frame, CV_8UC3
+  cv::Mat foreground;         // last decision, 0 or 1
+  cv::Mat soft;               // last soft mask, 0..1
+  cv::Mat people;             // the detector's last boxes: 1 grown box, 2 core
+  cv::Mat prior;              // GrabCut's person in those boxes, 0 or 1
+  int priorAge = 255;         // frames since the prior was made
+  float changedShare = 0.0f;  // share of the known background away from the person that
+                              // differed from it last frame
+  cv::Mat evidence;           // Evidence per pixel, this frame
+  cv::Mat thumb;              // last frame, tiny, for telling clips apart
 };
 
 ClassicalSegmenter::ClassicalSegmenter(const ClassicalSettings& settings)
@@ -137,7 +142,7 @@ ClassicalSegmenter::Scene& ClassicalSegmenter::SceneFor(const cv::Mat& small, cv
   if (best == scenes_.size() || bestChange > kCutShare) return NewScene(small, input, thumb);
   if (best != 0) std::rotate(scenes_.begin(), scenes_.begin() + best, scenes_.begin() + best + 1);
   Scene& scene = *scenes_[0];
-  // Two shots of one room can look alike in a thumbnail; a cut still shows as most of the
+  // Two shots of one room can look alike in a thumbnail; a cut still shows as much of the
   // known background changing at once, away from where the person was.
   if (scene.frames > 0 && LooksLikeACut(scene, small)) return NewScene(small, input, thumb);
   scene.thumb = thumb;
@@ -154,7 +159,7 @@ ClassicalSegmenter::Scene& ClassicalSegmenter::NewScene(const cv::Mat& small, cv
   return *scenes_[0];
 }
 
-bool ClassicalSegmenter::LooksLikeACut(const Scene& s, const cv::Mat& small) const {
+bool ClassicalSegmenter::LooksLikeACut(Scene& s, const cv::Mat& small) const {
   cv::Mat person;
   const int reach = std::max(3, (s.size.width + s.size.height) / 40);
   cv::dilate(s.foreground, person, Kernel(cv::MORPH_RECT, 2 * reach + 1));
@@ -173,7 +178,11 @@ bool ClassicalSegmenter::LooksLikeACut(const Scene& s, const cv::Mat& small) con
       changed += d.dot(d) > limit;
     }
   }
-  return seen >= 64 && changed > kCutShare * seen;
+  if (seen < 64) return false;
+  const float share = float(changed) / seen;
+  const bool cut = share > kCutShare || share - s.changedShare > kCutJump;
+  s.changedShare = share;
+  return cut;
 }
 
 void ClassicalSegmenter::FindPeople(Scene& s) {

@@ -31,7 +31,7 @@ class ClassicalSegmenter : public Segmenter {
  private:
   Scene& SceneFor(const cv::Mat& small, cv::Size input);
   Scene& NewScene(const cv::Mat& small, cv::Size input, const cv::Mat& thumb);
-  bool LooksLikeACut(const Scene& scene, const cv::Mat& small) const;
+  bool LooksLikeACut(Scene& scene, const cv::Mat& small) const;
   void EstimateNoise(Scene& scene);
   void Classify(Scene& scene);
   void EraseGhosts(Scene& scene);
