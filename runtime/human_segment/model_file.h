@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace quorin::hs {
+
+enum class Layout { kNchw, kNhwc };
+enum class Activation { kAuto, kNone, kSigmoid, kSoftmax };
+
+struct OnnxSettings {
+  std::string networkPath;
+  std::vector<uint8_t> network;    // the file's bytes, read once
+  std::vector<int64_t> inputDims;  // as declared by the network; -1 where not fixed
+  int width = 0;                   // 0: take it from the network's fixed input shape
+  int height = 0;
+  Layout inputLayout = Layout::kNchw;
+  Layout outputLayout = Layout::kNchw;
+  bool rgb = true;
+  float scale = 1.0f / 255.0f;
+  std::array<float, 3> mean{0.0f, 0.0f, 0.0f};
+  std::array<float, 3> std{1.0f, 1.0f, 1.0f};
+  std::string outputName;  // empty: the network's first output
+  int personChannel = -1;  // -1: 0 for one channel, else 1
+  Activation activation = Activation::kAuto;
+};
+
+struct ClassicalSettings {
+  int workingSize = 384;  // long side of the picture the backend works on
+  bool peopleDetector = true;
+};
+
+enum class Backend { kOnnx, kClassical };
+
+struct ModelFile {
+  Backend backend = Backend::kClassical;
+  OnnxSettings onnx;
+  ClassicalSettings classical;
+};
+
+// Reads the model file at `path`: a JSON manifest or a bare ONNX network, told apart by content.
+// Throws Failure with a message that names the file and what is wrong with it.
+ModelFile LoadModelFile(const std::string& path);
+
+}  // namespace quorin::hs

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "quorin/quorin_kernel.h"
+
+namespace {
+
+int BytesPerPixel(int32_t format) { return format == QUORIN_FORMAT_BGRA8 ? 4 : 1; }
+
+struct Geometry {
+  int32_t format, width, height, pad;
+};
+
+class KernelFrames : public ::testing::TestWithParam<std::tuple<int32_t, int, int, int>> {
+ protected:
+  Geometry g() const {
+    const auto& [format, width, height, pad] = GetParam();
+    return {format, width, height, pad};
+  }
+};
+
+TEST_P(KernelFrames, MadeFramesUseTheCallersPixelsInPlace) {
+  const Geometry geo = g();
+  const int32_t step = geo.width * BytesPerPixel(geo.format) + geo.pad;
+  std::vector<uint8_t> pixels(static_cast<size_t>(step) * geo.height, 7);
+  uint8_t* const planes[3] = {pixels.data(), nullptr, nullptr};
+  const int32_t strides[3] = {step, 0, 0};
+  QuorinFrame* frame =
+      QuorinVideoFrameMake(planes, geo.format, 0, geo.width, geo.height, strides, 0);
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(frame->format, geo.format);
+  EXPECT_EQ(frame->width, geo.width);
+  EXPECT_EQ(frame->height, geo.height);
+  EXPECT_EQ(frame->planes[0], pixels.data());
+  EXPECT_EQ(frame->strides[0], step);
+  EXPECT_EQ(frame->flags & QUORIN_FRAME_OWNS_PIXELS, 0);
+  // Writing through the frame lands in the caller's buffer: nothing was copied.
+  const size_t last =
+      static_cast<size_t>(geo.height - 1) * step + (geo.width - 1) * BytesPerPixel(geo.format);
+  frame->planes[0][last] = 201;
+  QuorinFrameFree(frame);
+  // The pixels outlive the frame (a kernel that freed them would fail under AddressSanitizer).
+  EXPECT_EQ(pixels[last], 201);
+  EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 7), static_cast<long>(pixels.size()) - 1);
+}
+
+TEST_P(KernelFrames, AStrideOfZeroMeansTightRows) {
+  const Geometry geo = g();
+  std::vector<uint8_t> pixels(static_cast<size_t>(geo.width) * BytesPerPixel(geo.format) *
+                              geo.height);
+  uint8_t* const planes[3] = {pixels.data(), nullptr, nullptr};
+  const int32_t zero[3] = {0, 0, 0};
+  for (const int32_t* strides : {zero, static_cast<const int32_t*>(nullptr)}) {
+    QuorinFrame* frame =
+        QuorinVideoFrameMake(planes, geo.format, 0, geo.width, geo.height, strides, 0);
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->strides[0], geo.width * BytesPerPixel(geo.format));
+    QuorinFrameFree(frame);
+  }
+}
+
+TEST_P(KernelFrames, AllocatedFramesOwnZeroedAlignedRows) {
+  const Geometry geo = g();
+  QuorinFrame* frame = QuorinVideoFrameAlloc(geo.format, geo.width, geo.height);
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(frame->flags & QUORIN_FRAME_OWNS_PIXELS, QUORIN_FRAME_OWNS_PIXELS);
+  EXPECT_EQ(frame->format, geo.format);
+  EXPECT_EQ(frame->width, geo.width);
+  EXPECT_EQ(frame->height, geo.height);
+  const int32_t row = geo.width * BytesPerPixel(geo.format);
+  ASSERT_EQ(frame->strides[0], row);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(frame->planes[0]) % 64, 0u);
+  const size_t bytes = static_cast<size_t>(row) * geo.height;
+  size_t nonZero = 0;
+  for (size_t i = 0; i < bytes; ++i) nonZero += frame->planes[0][i] != 0;
+  EXPECT_EQ(nonZero, 0u);
+  // Every byte of every row is writable; the kernel frees what it allocated.
+  for (size_t i = 0; i < bytes; ++i) frame->planes[0][i] = static_cast<uint8_t>(i);
+  QuorinFrameFree(frame);
+}
+
+INSTANTIATE_TEST_SUITE_P(FormatsAndSizes, KernelFrames,
+                         ::testing::Combine(::testing::Values(QUORIN_FORMAT_BGRA8,
+                                                              QUORIN_FORMAT_GRAY8,
+                                                              QUORIN_FORMAT_GRAY8_AUX),
+                                            ::testing::Values(1, 7, 641),
+                                            ::testing::Values(1, 3, 480),
+                                            ::testing::Values(0, 13)));
+
+struct BadFrame {
+  const char* what;
+  int32_t format, width, height, stride;
+  bool nullPlane;
+};
+
+void PrintTo(const BadFrame& b, std::ostream* out) { *out << b.what; }
+
+class KernelRejects : public ::testing::TestWithParam<BadFrame> {};
+
+TEST_P(KernelRejects, MakeAnswersNull) {
+  const BadFrame& bad = GetParam();
+  uint8_t pixel[16] = {0};
+  uint8_t* const planes[3] = {bad.nullPlane ? nullptr : pixel, nullptr, nullptr};
+  const int32_t strides[3] = {bad.stride, 0, 0};
+  EXPECT_EQ(QuorinVideoFrameMake(planes, bad.format, 0, bad.width, bad.height, strides, 0), nullptr)
+      << bad.what;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, KernelRejects,
+    ::testing::Values(
+        BadFrame{"no pixels", QUORIN_FORMAT_BGRA8, 2, 2, 0, true},
+        BadFrame{"format 0", 0, 2, 2, 0, false}, BadFrame{"format 3", 3, 2, 2, 0, false},
+        BadFrame{"format 5", 5, 2, 2, 0, false}, BadFrame{"format -1", -1, 2, 2, 0, false},
+        BadFrame{"width 0", QUORIN_FORMAT_BGRA8, 0, 2, 0, false},
+        BadFrame{"height 0", QUORIN_FORMAT_GRAY8, 2, 0, 0, false},
+        BadFrame{"negative width", QUORIN_FORMAT_GRAY8, -4, 2, 0, false},
+        BadFrame{"negative height", QUORIN_FORMAT_BGRA8, 2, -4, 0, false},
+        BadFrame{"stride below the row", QUORIN_FORMAT_BGRA8, 4, 2, 15, false},
+        BadFrame{"negative stride", QUORIN_FORMAT_GRAY8, 4, 2, -8, false},
+        BadFrame{"rows beyond 2 GiB", QUORIN_FORMAT_BGRA8, 30000, 30000, 0, false},
+        BadFrame{"a row beyond 2 GiB", QUORIN_FORMAT_BGRA8, INT_MAX / 2, 1, 0, false},
+        BadFrame{"padded rows beyond 2 GiB", QUORIN_FORMAT_GRAY8, 16, 2, INT_MAX / 2 + 1, false}));
+
+TEST(Kernel, AllocRejectsFormatsAndSizesItCannotHold) {
+  const struct {
+    int32_t format, width, height;
+  } faults[] = {{0, 2, 2},
+                {3, 2, 2},
+                {-1, 2, 2},
+                {QUORIN_FORMAT_BGRA8, 0, 2},
+                {QUORIN_FORMAT_GRAY8, 2, 0},
+                {QUORIN_FORMAT_GRAY8_AUX, -1, 2},
+                {QUORIN_FORMAT_BGRA8, 2, -5},
+                {QUORIN_FORMAT_BGRA8, 30000, 30000},
+                {QUORIN_FORMAT_BGRA8, INT_MAX / 2, 1},
+                {QUORIN_FORMAT_GRAY8, INT_MAX, 2}};
+  for (const auto& f : faults) {
+    EXPECT_EQ(QuorinVideoFrameAlloc(f.format, f.width, f.height), nullptr)
+        << f.format << " " << f.width << "x" << f.height;
+  }
+}
+
+TEST(Kernel, RejectsAMissingPlaneArrayAndHasNoOpenGLFrames) {
+  EXPECT_EQ(QuorinVideoFrameMake(nullptr, QUORIN_FORMAT_GRAY8, 0, 2, 2, nullptr, 0), nullptr);
+  EXPECT_EQ(QuorinVideoOpenGLFrameMake(1, QUORIN_FORMAT_BGRA8, 16, 16), nullptr);
+  QuorinFrameFree(nullptr);  // accepted, does nothing
+}
+
+}  // namespace

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "segment_helpers.h"
+
+namespace {
+
+using kaztest::Segmenter;
+
+struct Broken {
+  const char* name;
+  std::string manifest;  // written to <dir>/<name>.model
+  int32_t status;        // the documented code
+  std::string message;   // must appear in the runtime's log
+};
+
+void PrintTo(const Broken& b, std::ostream* out) { *out << b.name; }
+
+const std::string kOnnx = "{\"backend\": \"onnx\", \"network\": \"nets/passthrough_nchw.onnx\", ";
+const std::string kSized = "\"input\": {\"width\": 8, \"height\": 6";
+
+class BrokenModels : public ::testing::TestWithParam<Broken> {
+ protected:
+  static void SetUpTestSuite() {
+    dir_ = kaztest::TempDir("manifests");
+    namespace fs = std::filesystem;
+    fs::create_directories(dir_ + "/nets");
+    for (const auto& entry : fs::directory_iterator(QUORIN_TEST_NETWORKS)) {
+      fs::copy_file(entry.path(), dir_ + "/nets/" + entry.path().filename().string());
+    }
+    kaztest::WriteFile(dir_ + "/nets/classical.json", "{\"backend\": \"classical\"}");
+    std::string garbage(4096, '\0');
+    cv::RNG(5).fill(cv::Mat(1, 4096, CV_8U, garbage.data()), cv::RNG::UNIFORM, 0, 256);
+    garbage[0] = 0x12;  // not '{', so the file is taken for a network
+    kaztest::WriteFile(dir_ + "/nets/garbage.onnx", garbage);
+  }
+  static void TearDownTestSuite() { std::filesystem::remove_all(dir_); }
+  void SetUp() override { setenv("QUORIN_LOG", "1", 1); }
+  void TearDown() override { unsetenv("QUORIN_LOG"); }
+
+  static std::string dir_;
+};
+std::string BrokenModels::dir_;
+
+TEST_P(BrokenModels, CreateFailsWithItsCodeAndSaysWhy) {
+  const Broken& b = GetParam();
+  const std::string path = dir_ + "/" + b.name + ".model";
+  kaztest::WriteFile(path, b.manifest);
+  Segmenter segmenter;
+  ::testing::internal::CaptureStderr();
+  const int32_t status = segmenter.Create(path);
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(status, b.status) << log;
+  EXPECT_EQ(segmenter.get(), nullptr);
+  EXPECT_NE(log.find(b.message), std::string::npos) << "log was: " << log;
+  EXPECT_NE(log.find("quorin: human_segment: create: "), std::string::npos) << log;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Manifests, BrokenModels,
+    ::testing::Values(
+        Broken{"not_json", "{\"backend\": onnx}", 3, "is not valid JSON"},
+        Broken{"no_backend", "{}", 3, "\"backend\" is missing"},
+        Broken{"backend_type", "{\"backend\": 5}", 3, "backend must be a string"},
+        Broken{"unknown_backend", "{\"backend\": \"tflite\"}", 3,
+               "backend is \"tflite\"; expected one of \"onnx\", \"classical\""},
+        Broken{"unknown_key", "{\"backend\": \"classical\", \"colour\": 1}", 3,
+               "unknown key \"colour\" in manifest"},
+        Broken{"comment_type", "{\"backend\": \"classical\", \"comment\": 5}", 3,
+               "comment must be a string"},
+        Broken{"unknown_input_key", kOnnx + kSized + ", \"colourOrder\": \"rgb\"}}", 3,
+               "unknown key \"colourOrder\" in input"},
+        Broken{"input_not_object", kOnnx + "\"input\": 3}", 3, "input must be an object"},
+        Broken{"scale_text", kOnnx + kSized + ", \"scale\": \"x\"}}", 3,
+               "input.scale must be a number"},
+        Broken{"scale_zero", kOnnx + kSized + ", \"scale\": 0}}", 3,
+               "input.scale must be a finite non-zero number"},
+        Broken{"std_zero", kOnnx + kSized + ", \"std\": [1, 0, 1]}}", 3,
+               "input.std must be a finite non-zero number"},
+        Broken{"mean_of_two", kOnnx + kSized + ", \"mean\": [1, 2]}}", 3,
+               "input.mean must be a number or an array of three numbers"},
+        Broken{"width_alone", kOnnx + "\"input\": {\"width\": 8}}", 3,
+               "give both input.width and input.height"},
+        Broken{"width_zero", kOnnx + "\"input\": {\"width\": 0, \"height\": 6}}", 3,
+               "input.width must be a whole number from 1 to 8192"},
+        Broken{"width_fraction", kOnnx + "\"input\": {\"width\": 8.5, \"height\": 6}}", 3,
+               "input.width must be a whole number from 1 to 8192"},
+        Broken{"layout_unknown", kOnnx + kSized + ", \"layout\": \"chw\"}}", 3,
+               "input.layout is \"chw\"; expected one of \"nchw\", \"nhwc\""},
+        Broken{"activation_unknown", kOnnx + kSized + "}, \"output\": {\"activation\": \"relu\"}}",
+               3, "output.activation is \"relu\""},
+        Broken{"channel_negative", kOnnx + kSized + "}, \"output\": {\"personChannel\": -1}}", 3,
+               "output.personChannel must be a whole number from 0 to 4095"},
+        Broken{"no_network", "{\"backend\": \"onnx\"}", 3, "\"network\" is missing"},
+        Broken{"network_empty", "{\"backend\": \"onnx\", \"network\": \"\"}", 3,
+               "\"network\" is empty"},
+        Broken{"network_absent", "{\"backend\": \"onnx\", \"network\": \"nets/none.onnx\"}", 2,
+               "cannot open model file"},
+        Broken{"network_is_a_manifest",
+               "{\"backend\": \"onnx\", \"network\": \"nets/classical.json\"}", 3,
+               "is not an ONNX model"},
+        Broken{"network_is_garbage", "{\"backend\": \"onnx\", \"network\": \"nets/garbage.onnx\"}",
+               3, "is not an ONNX model"},
+        Broken{
+            "unknown_operator",
+            "{\"backend\": \"onnx\", \"network\": \"nets/unknown_operator.onnx\", " + kSized + "}}",
+            4, "failed to load"},
+        Broken{"no_such_output",
+               "{\"backend\": \"onnx\", \"network\": \"nets/two_outputs.onnx\", " + kSized +
+                   "}, \"output\": {\"name\": \"nope\"}}",
+               4, "has no output \"nope\" (its outputs: "},
+        Broken{"channel_beyond_output", kOnnx + kSized + "}, \"output\": {\"personChannel\": 3}}",
+               3, "output.personChannel is 3 but network"},
+        Broken{"size_against_the_network",
+               "{\"backend\": \"onnx\", \"network\": \"nets/fixed_32x24.onnx\", \"input\": "
+               "{\"width\": 64, \"height\": 48}}",
+               3, "has a fixed 32x24 input, but the manifest asks for 64x48"},
+        Broken{"size_unknown", kOnnx + "\"input\": {}}", 3, "has no fixed input size"},
+        Broken{"grey_network",
+               "{\"backend\": \"onnx\", \"network\": \"nets/grey_input.onnx\", " + kSized + "}}", 4,
+               "takes 1 channels"},
+        Broken{"classical_with_network",
+               "{\"backend\": \"classical\", \"network\": \"nets/passthrough_nchw.onnx\"}", 3,
+               "\"network\" belongs to the onnx backend"},
+        Broken{"onnx_with_classical_options", kOnnx + "\"classical\": {}}", 3,
+               "\"classical\" options belong to the classical backend"},
+        Broken{"working_size_small",
+               "{\"backend\": \"classical\", \"classical\": {\"workingSize\": 10}}", 3,
+               "classical.workingSize must be a whole number from 96 to 1920"},
+        Broken{"detector_text",
+               "{\"backend\": \"classical\", \"classical\": {\"peopleDetector\": \"yes\"}}", 3,
+               "classical.peopleDetector must be true or false"},
+        Broken{"empty_file", "", 3, "is neither a JSON manifest nor an ONNX model"},
+        Broken{"json_array", "[{\"backend\": \"classical\"}]", 3,
+               "is neither a JSON manifest nor an ONNX model"}),
+    [](const ::testing::TestParamInfo<Broken>& info) { return std::string(info.param.name); });
+
+TEST_F(BrokenModels, ModelFilesThatAreNotThereOrNotFiles) {
+  struct {
+    std::string path;
+    int32_t status;
+    std::string message;
+  } const cases[] = {
+      {dir_ + "/absent.model", 2, "cannot open model file"},
+      {dir_, 2, "is a directory, not a model file"},
+      {"", 2, "no model path"},
+  };
+  for (const auto& c : cases) {
+    Segmenter segmenter;
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(segmenter.Create(c.path), c.status) << c.path;
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find(c.message), std::string::npos) << log;
+    EXPECT_EQ(segmenter.get(), nullptr);
+  }
+}
+
+TEST_F(BrokenModels, TruncatedNetworksAreRefused) {
+  std::ifstream file(std::string(QUORIN_TEST_NETWORKS) + "/bench_256.onnx", std::ios::binary);
+  const std::string network((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+  ASSERT_GT(network.size(), 1000u);
+  for (size_t keep : {size_t(1), size_t(40), network.size() / 2, network.size() - 1}) {
+    const std::string path = dir_ + "/truncated.onnx";
+    kaztest::WriteFile(path, network.substr(0, keep));
+    Segmenter segmenter;
+    ::testing::internal::CaptureStderr();
+    const int32_t status = segmenter.Create(path);
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(status == 3 || status == 4) << keep << " bytes: " << status;
+    EXPECT_NE(log.find("truncated.onnx"), std::string::npos) << log;
+  }
+}
+
+TEST_F(BrokenModels, TheLogIsSilentUnlessAskedFor) {
+  // A missing file, and a network OpenCV refuses (its importer has a logger of its own).
+  const std::string refused = dir_ + "/refused.model";
+  kaztest::WriteFile(
+      refused,
+      "{\"backend\": \"onnx\", \"network\": \"nets/unknown_operator.onnx\", " + kSized + "}}");
+  for (const char* setting : {static_cast<const char*>(nullptr), "0"}) {
+    if (setting == nullptr) {
+      unsetenv("QUORIN_LOG");
+    } else {
+      setenv("QUORIN_LOG", setting, 1);
+    }
+    Segmenter segmenter;
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(segmenter.Create(dir_ + "/absent.model"), 2);
+    EXPECT_EQ(segmenter.Create(refused), 4);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  }
+}
+
+// Mutated manifests (bytes changed, inserted, removed, cut short) must never crash the
+// module: create answers 0 or a documented code, and what it creates can run and be freed.
+TEST_F(BrokenModels, MutatedManifestsNeverCrash) {
+  unsetenv("QUORIN_LOG");
+  const std::string seeds[] = {
+      kOnnx +
+          "\"input\": {\"width\": 8, \"height\": 6, \"layout\": \"nchw\", \"colorOrder\": "
+          "\"bgr\", \"scale\": 0.5, \"mean\": [0.1, 0.2, 0.3], \"std\": 2}, \"output\": "
+          "{\"personChannel\": 1, \"activation\": \"sigmoid\"}}",
+      "{\"backend\": \"classical\", \"classical\": {\"workingSize\": 128, \"peopleDetector\": "
+      "false}, \"comment\": \"x\"}"};
+  const char alphabet[] = "{}[]\":,0123456789.-+eE \\nulltruefalse";
+  cv::RNG rng(2024);
+  cv::Mat frame(6, 8, CV_8UC4, cv::Scalar(40, 90, 200, 255)), mask(6, 8, CV_8UC1);
+  int created = 0;
+  for (int round = 0; round < 600; ++round) {
+    std::string text = seeds[round % 2];
+    const int edits = 1 + rng.uniform(0, 4);
+    for (int e = 0; e < edits && !text.empty(); ++e) {
+      const size_t at = rng.uniform(0, static_cast<int>(text.size()));
+      const char c = alphabet[rng.uniform(0, static_cast<int>(sizeof(alphabet) - 1))];
+      switch (rng.uniform(0, 4)) {
+        case 0:
+          text[at] = c;
+          break;
+        case 1:
+          text.insert(at, 1, c);
+          break;
+        case 2:
+          text.erase(at, 1);
+          break;
+        default:
+          text.resize(at);
+      }
+    }
+    const std::string path = dir_ + "/mutated.model";
+    kaztest::WriteFile(path, text);
+    Segmenter segmenter;
+    const int32_t status = segmenter.Create(path);
+    ASSERT_TRUE(status >= 0 && status <= 6) << text;
+    if (status == 0) {
+      ++created;
+      EXPECT_EQ(segmenter.Run(frame, mask), 0) << text;
+    }
+  }
+  // Some mutations keep the manifest valid (a digit changed): both outcomes were exercised.
+  EXPECT_GT(created, 0);
+  EXPECT_LT(created, 600);
+}
+
+}  // namespace
