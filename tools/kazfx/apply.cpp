@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -189,6 +190,7 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
   cv::Mat destination;
   int done = 0;
   bool changed = false;
+  double effectSeconds = 0;  // in Update and Render, apart from decoding and encoding
   for (;;) {
     if (Interrupted()) throw Failure(kExitInterrupted, "interrupted; nothing was written");
     const int number = static_cast<int>(request.start) + done;
@@ -199,8 +201,11 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
     receiver.Clear();
     const int errorsBefore = util.ErrorCount();
     util.Hold(true);
+    const auto renderStart = std::chrono::steady_clock::now();
     handle->Update(&context);
     handle->Render(&context);
+    effectSeconds +=
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - renderStart).count();
     util.Hold(false);
     // The plug-in hands back a frame whatever happens; an error line is the only sign that
     // it is not the effect's work.
@@ -232,9 +237,10 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
                         "what the plug-in said");
   }
   if (!request.quiet) {
-    std::printf("wrote %d frame%s (%s) to %s in %.1f s, %.1f fps\n", done, done == 1 ? "" : "s",
-                SizeText(destination).c_str(), request.output.c_str(), progress.Seconds(),
-                progress.Rate(done));
+    std::printf("wrote %d frame%s (%s) to %s in %.1f s, %.1f fps (the effect alone %.1f fps)\n",
+                done, done == 1 ? "" : "s", SizeText(destination).c_str(), request.output.c_str(),
+                progress.Seconds(), progress.Rate(done),
+                effectSeconds > 0 ? done / effectSeconds : 0.0);
   }
 }
 
