@@ -14,6 +14,14 @@
 
 #include "kazsample/sample_clip.h"
 
+#ifdef _WIN32
+#include <io.h>
+#define KAZ_ISATTY _isatty
+#else
+#include <unistd.h>
+#define KAZ_ISATTY isatty
+#endif
+
 namespace {
 
 const char kUsage[] =
@@ -126,6 +134,7 @@ int main(int argc, char** argv) {
 
   const kazsample::SampleClip clip(spec);
   cv::Mat bgra, bgr, mask;
+  const bool interactive = KAZ_ISATTY(2) == 1;
   for (int i = 0; i < frames; ++i) {
     clip.Render(i, bgra, masks.empty() ? nullptr : &mask);
     cv::cvtColor(bgra, bgr, cv::COLOR_BGRA2BGR);
@@ -139,7 +148,8 @@ int main(int argc, char** argv) {
         Fail("cannot write masks into '" + masks + "'");
       }
     }
-    if ((i + 1) % 100 == 0 && i + 1 < frames) {
+    // A progress line only where it can be redrawn; in a log it would run into the next line.
+    if (interactive && (i + 1) % 100 == 0 && i + 1 < frames) {
       std::fprintf(stderr, "kazsample: %d/%d frames\r", i + 1, frames);
     }
   }
@@ -150,7 +160,8 @@ int main(int argc, char** argv) {
     fs::remove(partial);
     Fail("cannot move the clip to '" + output + "': " + error.message());
   }
-  std::fprintf(stderr, "\rkazsample: wrote %d frames, %dx%d at %g fps, %s, to %s\n", frames,
+  if (interactive) std::fprintf(stderr, "\r");
+  std::fprintf(stderr, "kazsample: wrote %d frames, %dx%d at %g fps, %s, to %s\n", frames,
                spec.width, spec.height, spec.fps, codecName, output.c_str());
   return 0;
 }
