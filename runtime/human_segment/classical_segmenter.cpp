@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 #include <opencv2/imgproc.hpp>
 
 #include "common/log.h"
@@ -199,7 +201,9 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
   std::vector<double> scores;
   detector_.detectMultiScale(picture, found, scores, 0.5, cv::Size(8, 8), cv::Size(), 1.08, 2);
   const cv::Rect frame(cv::Point(0, 0), s.size);
-  cv::Rect area;
+  // The detector collects windows on worker threads, so their order changes from run to run;
+  // all boxes go in before any core, so that the order cannot matter.
+  std::vector<std::pair<cv::Rect, cv::Rect>> windows;  // grown, core
   for (size_t i = 0; i < found.size() && i < scores.size(); ++i) {
     if (scores[i] < kDetectScore) continue;
     const cv::Rect2d r(found[i].x / enlarge, found[i].y / enlarge, found[i].width / enlarge,
@@ -212,11 +216,14 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
     const cv::Rect core = cv::Rect(cvRound(r.x + 0.35 * r.width), cvRound(r.y + 0.2 * r.height),
                                    cvRound(0.3 * r.width), cvRound(0.6 * r.height)) &
                           frame;
-    if (grown.area() == 0) continue;
-    s.people(grown).setTo(1);
-    s.people(core).setTo(2);
-    area = area.area() == 0 ? grown : area | grown;
+    if (grown.area() > 0) windows.emplace_back(grown, core);
   }
+  cv::Rect area;
+  for (const auto& box : windows) {
+    s.people(box.first).setTo(1);
+    area = area.area() == 0 ? box.first : area | box.first;
+  }
+  for (const auto& box : windows) s.people(box.second).setTo(2);
   if (area.area() == 0) return;
 
   // Enough of the surroundings for GrabCut to learn what the background looks like.
