@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <opencv2/imgproc.hpp>
 #include <utility>
 #include <vector>
-#include <opencv2/imgproc.hpp>
 
 #include "common/log.h"
 
