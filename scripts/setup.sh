@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config binutils git
-  libopencv-dev nlohmann-json3-dev libtinyxml2-dev
+  libopencv-dev opencv-data nlohmann-json3-dev libtinyxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-onnx python3-numpy
 )

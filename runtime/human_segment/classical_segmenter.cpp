@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <opencv2/imgproc.hpp>
 #include <utility>
 #include <vector>
 
 #include "common/log.h"
+#include "human_segment/status.h"
 
 namespace quorin::hs {
 
@@ -115,6 +117,23 @@ ClassicalSegmenter::ClassicalSegmenter(const ClassicalSettings& settings)
   if (settings_.peopleDetector) {
     detector_.setSVMDetector(cv::HOGDescriptor::getDaimlerPeopleDetector());
   }
+  if (!settings_.faceCascade.empty()) {
+    // The default cascade is optional: without it people are found by motion and shape.
+    try {
+      findFaces_ =
+          (settings_.faceCascadeRequired || std::filesystem::exists(settings_.faceCascade)) &&
+          faces_.load(settings_.faceCascade);
+    } catch (const cv::Exception&) {
+      findFaces_ = false;  // not a cascade; OpenCV's own words would not tell the user that
+    }
+    if (!findFaces_ && settings_.faceCascadeRequired) {
+      throw Failure(kModelUnreadable,
+                    "face cascade '" + settings_.faceCascade + "' cannot be loaded");
+    }
+    if (!findFaces_) {
+      Log(kLogInfo, "human_segment: no face cascade at %s", settings_.faceCascade.c_str());
+    }
+  }
 }
 
 ClassicalSegmenter::~ClassicalSegmenter() = default;
@@ -195,29 +214,36 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
   // picture's height are found. Pictures too small for a person are not searched.
   const double enlarge = std::clamp(300.0 / small_.rows, 1.0, 2.5);
   if (small_.rows * enlarge < 96 || small_.cols * enlarge < 48) return;
-  cv::Mat picture = small_;
-  if (enlarge > 1.0) cv::resize(small_, picture, cv::Size(), enlarge, enlarge, cv::INTER_LINEAR);
-  std::vector<cv::Rect> found;
-  std::vector<double> scores;
-  detector_.detectMultiScale(picture, found, scores, 0.5, cv::Size(8, 8), cv::Size(), 1.08, 2);
   const cv::Rect frame(cv::Point(0, 0), s.size);
-  // The detector collects windows on worker threads, so their order changes from run to run;
+  // The detectors collect windows on worker threads, so their order changes from run to run;
   // all boxes go in before any core, so that the order cannot matter.
   std::vector<std::pair<cv::Rect, cv::Rect>> windows;  // grown, core
-  for (size_t i = 0; i < found.size() && i < scores.size(); ++i) {
-    if (scores[i] < kDetectScore) continue;
-    const cv::Rect2d r(found[i].x / enlarge, found[i].y / enlarge, found[i].width / enlarge,
-                       found[i].height / enlarge);
-    // The window may hold only the legs and body of a person: the grown box reaches up for
-    // the head and out for the arms. Nothing in it becomes background while it stands.
-    const cv::Rect grown = cv::Rect(cvRound(r.x - 0.1 * r.width), cvRound(r.y - 0.4 * r.height),
-                                    cvRound(1.2 * r.width), cvRound(1.45 * r.height)) &
-                           frame;
-    const cv::Rect core = cv::Rect(cvRound(r.x + 0.35 * r.width), cvRound(r.y + 0.2 * r.height),
-                                   cvRound(0.3 * r.width), cvRound(0.6 * r.height)) &
-                          frame;
-    if (grown.area() > 0) windows.emplace_back(grown, core);
+  if (settings_.peopleDetector) {
+    cv::Mat picture = small_;
+    if (enlarge > 1.0) {
+      cv::resize(small_, picture, cv::Size(), enlarge, enlarge, cv::INTER_LINEAR);
+    }
+    std::vector<cv::Rect> found;
+    std::vector<double> scores;
+    detector_.detectMultiScale(picture, found, scores, 0.5, cv::Size(8, 8), cv::Size(), 1.08, 2);
+    for (size_t i = 0; i < found.size() && i < scores.size(); ++i) {
+      if (scores[i] < kDetectScore) continue;
+      const cv::Rect2d r(found[i].x / enlarge, found[i].y / enlarge, found[i].width / enlarge,
+                         found[i].height / enlarge);
+      // The window may hold only the legs and body of a person: the grown box reaches up for
+      // the head and out for the arms. Nothing in it becomes background while it stands.
+      const cv::Rect grown = cv::Rect(cvRound(r.x - 0.1 * r.width), cvRound(r.y - 0.4 * r.height),
+                                      cvRound(1.2 * r.width), cvRound(1.45 * r.height)) &
+                             frame;
+      const cv::Rect core = cv::Rect(cvRound(r.x + 0.35 * r.width), cvRound(r.y + 0.2 * r.height),
+                                     cvRound(0.3 * r.width), cvRound(0.6 * r.height)) &
+                            frame;
+      if (grown.area() > 0) windows.emplace_back(grown, core);
+    }
   }
+  // Faces are searched at the working size: a face of 16 pixels there is a small one already,
+  // and the enlarged picture would double the cascade's time.
+  if (findFaces_) FindFaces(frame, &windows);
   cv::Rect area;
   for (const auto& box : windows) {
     s.people(box.first).setTo(1);
@@ -247,6 +273,32 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
     const uint8_t* box = s.people.ptr<uint8_t>(roi.y + y) + roi.x;
     uint8_t* out = prior.ptr<uint8_t>(y);
     for (int x = 0; x < roi.width; ++x) out[x] = box[x] ? (label[x] & 1) : 0;
+  }
+}
+
+void ClassicalSegmenter::FindFaces(const cv::Rect& frame,
+                                   std::vector<std::pair<cv::Rect, cv::Rect>>* windows) {
+  cv::Mat grey;
+  cv::cvtColor(small_, grey, cv::COLOR_BGR2GRAY);
+  cv::equalizeHist(grey, grey);
+  std::vector<cv::Rect> found;
+  // Four neighbours keep textures (shelves, foliage) from passing for faces.
+  faces_.detectMultiScale(grey, found, 1.1, 4, 0, cv::Size(16, 16));
+  for (const cv::Rect2d r : found) {
+    // A body hangs below a face: shoulders some three faces wide, a standing person about
+    // eight faces tall. Only the face itself and the chest under it are surely the person.
+    const cv::Rect grown = cv::Rect(cvRound(r.x - 1.3 * r.width), cvRound(r.y - 0.5 * r.height),
+                                    cvRound(3.6 * r.width), cvRound(8.5 * r.height)) &
+                           frame;
+    const cv::Rect head = cv::Rect(cvRound(r.x + 0.2 * r.width), cvRound(r.y + 0.1 * r.height),
+                                   cvRound(0.6 * r.width), cvRound(0.8 * r.height)) &
+                          frame;
+    const cv::Rect chest = cv::Rect(cvRound(r.x + 0.1 * r.width), cvRound(r.y + 1.5 * r.height),
+                                    cvRound(0.8 * r.width), cvRound(1.5 * r.height)) &
+                           frame;
+    if (grown.area() == 0) continue;
+    windows->emplace_back(grown, head);
+    windows->emplace_back(grown, chest);
   }
 }
 
@@ -313,7 +365,7 @@ void ClassicalSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
   if (s.priorAge < 255) ++s.priorAge;
   // Young scenes know little background yet, so the detector looks more often.
   const int every = s.frames < 8 * kFreshPrior ? kFreshPrior + 1 : kDetectEvery;
-  if (settings_.peopleDetector && ++s.sinceDetect >= every &&
+  if ((settings_.peopleDetector || findFaces_) && ++s.sinceDetect >= every &&
       cv::countNonZero(s.known) < s.size.area() * 98 / 100) {
     // While nothing in the people found has moved, the last answer stands: asking again
     // would only let noise change it.

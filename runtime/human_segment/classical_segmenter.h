@@ -4,6 +4,7 @@
 #include <memory>
 #include <opencv2/core.hpp>
 #include <opencv2/objdetect.hpp>
+#include <utility>
 #include <vector>
 
 #include "human_segment/model_file.h"
@@ -36,6 +37,7 @@ class ClassicalSegmenter : public Segmenter {
   void Classify(Scene& scene);
   void EraseGhosts(Scene& scene);
   void FindPeople(Scene& scene);
+  void FindFaces(const cv::Rect& frame, std::vector<std::pair<cv::Rect, cv::Rect>>* windows);
   cv::Mat CutPeople(const Scene& scene, const cv::Rect& roi, bool wholeBox);
   cv::Mat Decide(Scene& scene);
   void Clean(cv::Mat& decided) const;
@@ -46,6 +48,8 @@ class ClassicalSegmenter : public Segmenter {
   cv::Size lastSize_;
   std::vector<std::unique_ptr<Scene>> scenes_;  // most recently used first
   cv::HOGDescriptor detector_;
+  cv::CascadeClassifier faces_;
+  bool findFaces_ = false;
   cv::Mat shrunk_;      // the frame at the working size, BGRA
   cv::Mat small_;       // the same, BGR
   float enter_ = 0.0f;  // squared colour distance from the background that makes a person

@@ -211,9 +211,18 @@ ModelFile ReadManifest(const std::vector<uint8_t>& bytes, const std::string& pat
     }
     const json empty = json::object();
     const Fields options(top.Has("classical") ? top.At("classical") : empty, "classical", path);
-    options.Allow({"workingSize", "peopleDetector"});
+    options.Allow({"workingSize", "peopleDetector", "faceCascade"});
     model.classical.workingSize = options.Int("workingSize", 96, 1920, 384);
     model.classical.peopleDetector = options.Bool("peopleDetector", true);
+    if (options.Has("faceCascade")) {
+      const std::string cascade = options.String("faceCascade", "");
+      model.classical.faceCascade =
+          cascade.empty()
+              ? cascade
+              : (std::filesystem::path(path).parent_path() / std::filesystem::path(cascade))
+                    .string();
+      model.classical.faceCascadeRequired = !cascade.empty();
+    }
   }
   return model;
 }

@@ -28,9 +28,17 @@ struct OnnxSettings {
   Activation activation = Activation::kAuto;
 };
 
+// Debian's opencv-data package puts its cascades here.
+constexpr const char* kDefaultFaceCascade =
+    "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt2.xml";
+
 struct ClassicalSettings {
   int workingSize = 384;  // long side of the picture the backend works on
   bool peopleDetector = true;
+  // A face cascade (OpenCV's Haar or LBP XML) that finds people who have not moved yet, such
+  // as a speaker in the first frame. Empty: none.
+  std::string faceCascade = kDefaultFaceCascade;
+  bool faceCascadeRequired = false;  // named in the manifest, so it must load
 };
 
 enum class Backend { kOnnx, kClassical };

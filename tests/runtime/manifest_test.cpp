@@ -137,6 +137,17 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{"detector_text",
                "{\"backend\": \"classical\", \"classical\": {\"peopleDetector\": \"yes\"}}", 3,
                "classical.peopleDetector must be true or false"},
+        Broken{"face_cascade_number",
+               "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": 1}}", 3,
+               "classical.faceCascade must be a string"},
+        // A cascade the manifest names must be there; only the built-in default is optional.
+        Broken{"face_cascade_absent",
+               "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": \"none.xml\"}}", 2,
+               "none.xml' cannot be loaded"},
+        Broken{"face_cascade_not_a_cascade",
+               "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": "
+               "\"nets/classical.json\"}}",
+               2, "classical.json' cannot be loaded"},
         Broken{"empty_file", "", 3, "is neither a JSON manifest nor an ONNX model"},
         Broken{"json_array", "[{\"backend\": \"classical\"}]", 3,
                "is neither a JSON manifest nor an ONNX model"}),
