@@ -66,6 +66,14 @@ class FixedRng {
   cv::RNG callers_;
 };
 
+// The part of a detection `r` at fractions (x, y, width, height) of its size, within `frame`.
+cv::Rect Part(const cv::Rect2d& r, double x, double y, double width, double height,
+              const cv::Rect& frame) {
+  return cv::Rect(cvRound(r.x + x * r.width), cvRound(r.y + y * r.height), cvRound(width * r.width),
+                  cvRound(height * r.height)) &
+         frame;
+}
+
 cv::Mat Kernel(int shape, int size) {
   return cv::getStructuringElement(shape, cv::Size(size, size));
 }
@@ -232,12 +240,8 @@ void ClassicalSegmenter::FindPeople(Scene& s) {
                          found[i].height / enlarge);
       // The window may hold only the legs and body of a person: the grown box reaches up for
       // the head and out for the arms. Nothing in it becomes background while it stands.
-      const cv::Rect grown = cv::Rect(cvRound(r.x - 0.1 * r.width), cvRound(r.y - 0.4 * r.height),
-                                      cvRound(1.2 * r.width), cvRound(1.45 * r.height)) &
-                             frame;
-      const cv::Rect core = cv::Rect(cvRound(r.x + 0.35 * r.width), cvRound(r.y + 0.2 * r.height),
-                                     cvRound(0.3 * r.width), cvRound(0.6 * r.height)) &
-                            frame;
+      const cv::Rect grown = Part(r, -0.1, -0.4, 1.2, 1.45, frame);
+      const cv::Rect core = Part(r, 0.35, 0.2, 0.3, 0.6, frame);
       if (grown.area() > 0) windows.emplace_back(grown, core);
     }
   }
@@ -287,15 +291,9 @@ void ClassicalSegmenter::FindFaces(const cv::Rect& frame,
   for (const cv::Rect2d r : found) {
     // A body hangs below a face: shoulders some three faces wide, a standing person about
     // eight faces tall. Only the face itself and the chest under it are surely the person.
-    const cv::Rect grown = cv::Rect(cvRound(r.x - 1.3 * r.width), cvRound(r.y - 0.5 * r.height),
-                                    cvRound(3.6 * r.width), cvRound(8.5 * r.height)) &
-                           frame;
-    const cv::Rect head = cv::Rect(cvRound(r.x + 0.2 * r.width), cvRound(r.y + 0.1 * r.height),
-                                   cvRound(0.6 * r.width), cvRound(0.8 * r.height)) &
-                          frame;
-    const cv::Rect chest = cv::Rect(cvRound(r.x + 0.1 * r.width), cvRound(r.y + 1.5 * r.height),
-                                    cvRound(0.8 * r.width), cvRound(1.5 * r.height)) &
-                           frame;
+    const cv::Rect grown = Part(r, -1.3, -0.5, 3.6, 8.5, frame);
+    const cv::Rect head = Part(r, 0.2, 0.1, 0.6, 0.8, frame);
+    const cv::Rect chest = Part(r, 0.1, 1.5, 0.8, 1.5, frame);
     if (grown.area() == 0) continue;
     windows->emplace_back(grown, head);
     windows->emplace_back(grown, chest);
