@@ -26,7 +26,8 @@ static int32_t WriteMask(const QuorinFrame* in, QuorinFrame* out) {
   int32_t status = 0;
   if (strcmp(pattern, "ramp") == 0) {
   } else if (sscanf(pattern, "fill:%d", &fill) == 1) {
-  } else if (sscanf(pattern, "rect:%d,%d,%d,%d:%d:%d", &x0, &y0, &x1, &y1, &inside, &outside) == 6) {
+  } else if (sscanf(pattern, "rect:%d,%d,%d,%d:%d:%d", &x0, &y0, &x1, &y1, &inside, &outside) ==
+             6) {
     rect = 1;
   } else if (sscanf(pattern, "channel:%d", &channel) == 1 && channel >= 0 && channel < 4) {
   } else if (strcmp(pattern, "fail") == 0) {
