@@ -36,11 +36,11 @@ std::string ModelFile(const char* name, const std::string& text) {
 // Frames of the clip in the order forwards then backwards, so cycling through them never
 // jumps: the figure walks to and fro.
 std::vector<cv::Mat> Frames(int width, int height, int first, int count, uint32_t seed = 1) {
-  kazsample::ClipSpec spec;
-  spec.width = width;
-  spec.height = height;
-  spec.seed = seed;
-  const kazsample::SampleClip clip(spec);
+  kazsample::ClipSettings settings;
+  settings.width = width;
+  settings.height = height;
+  settings.seed = seed;
+  const kazsample::SampleClip clip(settings);
   std::vector<cv::Mat> frames(2 * count);
   for (int i = 0; i < count; ++i) {
     clip.Render(first + i, frames[i]);

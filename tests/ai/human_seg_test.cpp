@@ -30,7 +30,7 @@ cv::Mat RandomImage(int rows, int cols, int type) {
 // Sets the mask the double writes, for one test.
 class MaskPattern {
  public:
-  explicit MaskPattern(const char* spec) { setenv("KAZ_DOUBLE_HUMANSEG_MASK", spec, 1); }
+  explicit MaskPattern(const char* pattern) { setenv("KAZ_DOUBLE_HUMANSEG_MASK", pattern, 1); }
   ~MaskPattern() { unsetenv("KAZ_DOUBLE_HUMANSEG_MASK"); }
 };
 

@@ -212,8 +212,8 @@ TEST(Strength, IsTheTruncatedOpacityTimes255) {
 }
 
 TEST(CommandLine, OptionsMixWithPositionals) {
-  const std::vector<OptionSpec> specs = {{"effect", true}, {"param", true}, {"quiet", false}};
-  const Options o("apply", specs,
+  const std::vector<OptionRule> rules = {{"effect", true}, {"param", true}, {"quiet", false}};
+  const Options o("apply", rules,
                   {"in.avi", "--effect", "Blur", "--param=A=1", "--quiet", "--param", "B=2",
                    "out.avi", "--", "--not-an-option"});
   EXPECT_EQ(o.Positionals(), (std::vector<std::string>{"in.avi", "out.avi", "--not-an-option"}));
@@ -229,11 +229,11 @@ TEST(CommandLine, OptionsMixWithPositionals) {
 }
 
 TEST(CommandLine, MistakesAreUsageErrors) {
-  const std::vector<OptionSpec> specs = {{"effect", true}, {"quiet", false}};
-  EXPECT_EQ(UsageStatus([&] { Options("apply", specs, {"--bogus"}); }), kExitUsage);
-  EXPECT_EQ(UsageStatus([&] { Options("apply", specs, {"-q"}); }), kExitUsage);
-  EXPECT_EQ(UsageStatus([&] { Options("apply", specs, {"a", "--effect"}); }), kExitUsage);
-  EXPECT_EQ(UsageStatus([&] { Options("apply", specs, {"--quiet=yes"}); }), kExitUsage);
+  const std::vector<OptionRule> rules = {{"effect", true}, {"quiet", false}};
+  EXPECT_EQ(UsageStatus([&] { Options("apply", rules, {"--bogus"}); }), kExitUsage);
+  EXPECT_EQ(UsageStatus([&] { Options("apply", rules, {"-q"}); }), kExitUsage);
+  EXPECT_EQ(UsageStatus([&] { Options("apply", rules, {"a", "--effect"}); }), kExitUsage);
+  EXPECT_EQ(UsageStatus([&] { Options("apply", rules, {"--quiet=yes"}); }), kExitUsage);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ struct Scores {
 // Feeds frames first .. first+count-1 of `clip` to `segmenter` and scores each mask.
 void Feed(Segmenter& segmenter, const kazsample::SampleClip& clip, int first, int count,
           Scores* run, cv::Mat* lastMask = nullptr) {
-  const cv::Size size(clip.spec().width, clip.spec().height);
+  const cv::Size size(clip.settings().width, clip.settings().height);
   cv::Mat frame, truth, mask(size, CV_8UC1), previousMask;
   for (int i = first; i < first + count; ++i) {
     clip.Render(i, frame, &truth);
@@ -77,11 +77,11 @@ class ClassicalBackend : public ::testing::Test {
   }
   static void TearDownTestSuite() { std::filesystem::remove_all(dir_); }
   static kazsample::SampleClip Clip(int width, int height, uint32_t seed) {
-    kazsample::ClipSpec spec;
-    spec.width = width;
-    spec.height = height;
-    spec.seed = seed;
-    return kazsample::SampleClip(spec);
+    kazsample::ClipSettings settings;
+    settings.width = width;
+    settings.height = height;
+    settings.seed = seed;
+    return kazsample::SampleClip(settings);
   }
   static std::string dir_;
 };
@@ -93,7 +93,7 @@ TEST_F(ClassicalBackend, SegmentsTheSampleClipWithoutShimmerOrLag) {
   Segmenter segmenter;
   ASSERT_EQ(segmenter.Create(dir_ + "/classical.model"), 0);
   Scores run;
-  const int frames = static_cast<int>(kazsample::SampleClip::ScriptSeconds() * clip.spec().fps);
+  const int frames = static_cast<int>(kazsample::SampleClip::ScriptSeconds() * clip.settings().fps);
   Feed(segmenter, clip, 0, frames, &run);
   ASSERT_GT(run.stillFlips.size(), 60u);
 
@@ -141,7 +141,7 @@ TEST_F(ClassicalBackend, MasksDoNotLagBehindTheFrame) {
 // Nobody has moved yet: the detector and GrabCut find the person from the first frame.
 TEST_F(ClassicalBackend, FindsAPersonStandingStillFromTheFirstFrame) {
   const kazsample::SampleClip clip = Clip(960, 540, 3);
-  const int still = static_cast<int>(2.0 * clip.spec().fps) + 1;  // the figure stands still
+  const int still = static_cast<int>(2.0 * clip.settings().fps) + 1;  // the figure stands still
   ASSERT_TRUE(clip.Still(still + 1));
   Scores with, without;
   {
@@ -246,7 +246,7 @@ std::vector<cv::Mat> Alone(const std::string& model, const kazsample::SampleClip
   cv::Mat frame;
   for (int i = first; i < first + count; ++i) {
     clip.Render(i, frame);
-    masks.emplace_back(clip.spec().height, clip.spec().width, CV_8UC1);
+    masks.emplace_back(clip.settings().height, clip.settings().width, CV_8UC1);
     EXPECT_EQ(segmenter.Run(frame, masks.back()), 0);
   }
   return masks;
@@ -255,7 +255,7 @@ std::vector<cv::Mat> Alone(const std::string& model, const kazsample::SampleClip
 // Runs one frame through a shared instance and compares it with the lone instance's mask.
 void ExpectSame(Segmenter& shared, const kazsample::SampleClip& clip, int index,
                 const cv::Mat& alone, const char* what) {
-  cv::Mat frame, mask(clip.spec().height, clip.spec().width, CV_8UC1);
+  cv::Mat frame, mask(clip.settings().height, clip.settings().width, CV_8UC1);
   clip.Render(index, frame);
   ASSERT_EQ(shared.Run(frame, mask), 0);
   EXPECT_EQ(cv::countNonZero(mask != alone), 0) << what << ", frame " << index;

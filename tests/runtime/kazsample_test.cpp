@@ -41,12 +41,12 @@ TEST_F(Kazsample, WritesTheClipAndItsMasks) {
         << name;
     cv::VideoCapture capture(video.string());
     ASSERT_TRUE(capture.isOpened()) << name;
-    kazsample::ClipSpec spec;
-    spec.width = 320;
-    spec.height = 180;
-    spec.fps = 25;
-    spec.seed = 3;
-    const kazsample::SampleClip clip(spec);
+    kazsample::ClipSettings settings;
+    settings.width = 320;
+    settings.height = 180;
+    settings.fps = 25;
+    settings.seed = 3;
+    const kazsample::SampleClip clip(settings);
     cv::Mat decoded, rendered, truth, bgr;
     int frames = 0;
     while (capture.read(decoded)) {

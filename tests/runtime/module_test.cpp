@@ -182,10 +182,10 @@ TEST(Module, InstancesRunTogetherOnThreads) {
   kaztest::WriteFile(dir + "/onnx.model",
                      "{\"backend\": \"onnx\", \"network\": \"" + std::string(QUORIN_TEST_NETWORKS) +
                          "/passthrough_nchw.onnx\", \"input\": {\"width\": 96, \"height\": 54}}");
-  kazsample::ClipSpec spec;
-  spec.width = 320;
-  spec.height = 180;
-  const kazsample::SampleClip clip(spec);
+  kazsample::ClipSettings settings;
+  settings.width = 320;
+  settings.height = 180;
+  const kazsample::SampleClip clip(settings);
   constexpr int kFrames = 24;
   std::vector<cv::Mat> frames(kFrames);
   for (int i = 0; i < kFrames; ++i) clip.Render(i, frames[i]);
@@ -195,7 +195,7 @@ TEST(Module, InstancesRunTogetherOnThreads) {
     *status = segmenter.Create(model);
     for (int i = 0; i < kFrames && *status == 0; ++i) {
       cv::Mat picture = frames[i].clone();
-      (*masks)[i].create(spec.height, spec.width, CV_8UC1);
+      (*masks)[i].create(settings.height, settings.width, CV_8UC1);
       *status = segmenter.Run(picture, (*masks)[i]);
     }
   };
@@ -239,16 +239,16 @@ TEST(Module, BundledModelFilesSegmentTheSampleClip) {
       "/humansegmentation_highacc/RQ_HumanSegmentHighAcc_CPU_Openvino_INT8_3.1.0.5.model",
       "/humansegmentation_hair/RQ_HumanSegmentHair_CPU_Openvino_Fp16_V4.0.8.model",
   };
-  kazsample::ClipSpec spec;
-  spec.width = 320;
-  spec.height = 180;
-  const kazsample::SampleClip clip(spec);
+  kazsample::ClipSettings settings;
+  settings.width = 320;
+  settings.height = 180;
+  const kazsample::SampleClip clip(settings);
   for (const char* variant : variants) {
     Segmenter segmenter;
     ASSERT_EQ(segmenter.Create(std::string(KAZ_RESOURCES) + "/kaz_effect/plugin/AiModel" + variant),
               0)
         << variant;
-    cv::Mat picture, truth, mask(spec.height, spec.width, CV_8UC1);
+    cv::Mat picture, truth, mask(settings.height, settings.width, CV_8UC1);
     for (int i = 0; i < 45; ++i) {
       clip.Render(i, picture, &truth);
       ASSERT_EQ(segmenter.Run(picture, mask), 0);

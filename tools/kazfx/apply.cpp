@@ -247,12 +247,12 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
 }  // namespace
 
 int RunApply(const std::vector<std::string>& args) {
-  std::vector<OptionSpec> specs = kHostOptions;
+  std::vector<OptionRule> rules = kHostOptions;
   for (const char* name : {"effect", "param", "start", "frames", "fps", "mask"}) {
-    specs.push_back({name, true});
+    rules.push_back({name, true});
   }
-  specs.push_back({"quiet", false});
-  const Options options("apply", specs, args);
+  rules.push_back({"quiet", false});
+  const Options options("apply", rules, args);
   if (options.Help()) {
     std::fputs(kUsage, stdout);
     return kExitOk;

@@ -86,10 +86,10 @@ std::string SizeText(const cv::Mat& m) {
 }  // namespace
 
 int RunBlend(const std::vector<std::string>& args) {
-  const std::vector<OptionSpec> specs = {{"mode", true},           {"opacity", true},
+  const std::vector<OptionRule> rules = {{"mode", true},           {"opacity", true},
                                          {"premultiplied", false}, {"place", true},
                                          {"resize", false},        {"solid", true}};
-  const Options options("blend", specs, args);
+  const Options options("blend", rules, args);
   if (options.Help()) {
     std::fputs(kUsage, stdout);
     return kExitOk;

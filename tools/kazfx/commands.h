@@ -16,7 +16,7 @@ int RunApply(const std::vector<std::string>& args);
 int RunBlend(const std::vector<std::string>& args);
 
 // --plugin, --resources and --verbose, shared by the commands that load the plug-in.
-extern const std::vector<OptionSpec> kHostOptions;
+extern const std::vector<OptionRule> kHostOptions;
 HostSettings HostSettingsFrom(const Options& options);
 
 }  // namespace kazfx

@@ -12,7 +12,7 @@
 
 namespace kazfx {
 
-const std::vector<OptionSpec> kHostOptions = {
+const std::vector<OptionRule> kHostOptions = {
     {"resources", true}, {"plugin", true}, {"verbose", false}};
 
 HostSettings HostSettingsFrom(const Options& options) {
@@ -136,9 +136,9 @@ void PrintText(const PluginHost& host, const HostSettings& settings) {
 }  // namespace
 
 int RunList(const std::vector<std::string>& args) {
-  std::vector<OptionSpec> specs = kHostOptions;
-  specs.push_back({"json", false});
-  const Options options("list", specs, args);
+  std::vector<OptionRule> rules = kHostOptions;
+  rules.push_back({"json", false});
+  const Options options("list", rules, args);
   if (options.Help()) {
     std::fputs(kUsage, stdout);
     return kExitOk;

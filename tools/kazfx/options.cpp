@@ -5,11 +5,11 @@
 
 namespace kazfx {
 
-Options::Options(const std::string& command, const std::vector<OptionSpec>& specs,
+Options::Options(const std::string& command, const std::vector<OptionRule>& rules,
                  const std::vector<std::string>& args) {
-  auto find = [&](const std::string& name) -> const OptionSpec* {
-    for (const OptionSpec& spec : specs) {
-      if (spec.name == name) return &spec;
+  auto find = [&](const std::string& name) -> const OptionRule* {
+    for (const OptionRule& settings : rules) {
+      if (settings.name == name) return &settings;
     }
     return nullptr;
   };
@@ -35,12 +35,12 @@ Options::Options(const std::string& command, const std::vector<OptionSpec>& spec
     const size_t equals = arg.find('=');
     const std::string name =
         arg.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
-    const OptionSpec* spec = find(name);
-    if (spec == nullptr) {
+    const OptionRule* settings = find(name);
+    if (settings == nullptr) {
       UsageError("unknown option --" + name + " for " + command + " (see kazfx " + command +
                  " --help)");
     }
-    if (!spec->takesValue) {
+    if (!settings->takesValue) {
       if (equals != std::string::npos) UsageError("option --" + name + " takes no value");
       values_[name].push_back("");
       continue;

@@ -7,7 +7,7 @@
 
 namespace kazfx {
 
-struct OptionSpec {
+struct OptionRule {
   std::string name;  // without the leading "--"
   bool takesValue;
 };
@@ -17,7 +17,7 @@ struct OptionSpec {
 class Options {
  public:
   // Throws a usage Failure for an unknown option or a missing value.
-  Options(const std::string& command, const std::vector<OptionSpec>& specs,
+  Options(const std::string& command, const std::vector<OptionRule>& rules,
           const std::vector<std::string>& args);
 
   bool Has(const std::string& name) const { return values_.count(name) != 0; }

@@ -53,7 +53,7 @@ double Number(const char* text, const char* option, double lowest, double highes
 
 int main(int argc, char** argv) {
   std::string output, masks;
-  kazsample::ClipSpec spec;
+  kazsample::ClipSettings settings;
   int frames = -1;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -72,18 +72,18 @@ int main(int argc, char** argv) {
         Fail("--size wants WxH with even sides from 32 to 8192, not '" + std::string(argv[i]) +
              "'");
       }
-      spec.width = w;
-      spec.height = h;
+      settings.width = w;
+      settings.height = h;
     } else if (arg == "--frames") {
       frames = static_cast<int>(Number(argv[++i], "--frames", 1, 1e6));
     } else if (arg == "--fps") {
-      spec.fps = Number(argv[++i], "--fps", 1, 240);
+      settings.fps = Number(argv[++i], "--fps", 1, 240);
     } else if (arg == "--masks") {
       masks = argv[++i];
     } else if (arg == "--noise") {
-      spec.noise = Number(argv[++i], "--noise", 0, 64);
+      settings.noise = Number(argv[++i], "--noise", 0, 64);
     } else if (arg == "--seed") {
-      spec.seed = static_cast<uint32_t>(Number(argv[++i], "--seed", 0, 4294967295.0));
+      settings.seed = static_cast<uint32_t>(Number(argv[++i], "--seed", 0, 4294967295.0));
     } else if (!arg.empty() && arg[0] == '-') {
       Fail("unknown option '" + arg + "'\n" + kUsage);
     } else if (output.empty()) {
@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
     Fail("the output must end in .mp4 or .avi");
   }
   if (frames < 0)
-    frames = static_cast<int>(kazsample::SampleClip::ScriptSeconds() * spec.fps + 0.5);
+    frames = static_cast<int>(kazsample::SampleClip::ScriptSeconds() * settings.fps + 0.5);
   if (!masks.empty()) {
     std::error_code error;
     fs::create_directories(masks, error);
@@ -124,15 +124,15 @@ int main(int argc, char** argv) {
   cv::VideoWriter writer;
   const char* codecName = nullptr;
   for (const auto& [fourcc, name] : codecs) {
-    if (writer.open(partial.string(), cv::CAP_FFMPEG, fourcc, spec.fps,
-                    cv::Size(spec.width, spec.height))) {
+    if (writer.open(partial.string(), cv::CAP_FFMPEG, fourcc, settings.fps,
+                    cv::Size(settings.width, settings.height))) {
       codecName = name;
       break;
     }
   }
   if (!writer.isOpened()) Fail("cannot open '" + partial.string() + "' for writing");
 
-  const kazsample::SampleClip clip(spec);
+  const kazsample::SampleClip clip(settings);
   cv::Mat bgra, bgr, mask;
   const bool interactive = KAZ_ISATTY(2) == 1;
   for (int i = 0; i < frames; ++i) {
@@ -162,6 +162,6 @@ int main(int argc, char** argv) {
   }
   if (interactive) std::fprintf(stderr, "\r");
   std::fprintf(stderr, "kazsample: wrote %d frames, %dx%d at %g fps, %s, to %s\n", frames,
-               spec.width, spec.height, spec.fps, codecName, output.c_str());
+               settings.width, settings.height, settings.fps, codecName, output.c_str());
   return 0;
 }

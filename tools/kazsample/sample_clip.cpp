@@ -175,15 +175,15 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
 
 double SampleClip::ScriptSeconds() { return 12.0; }
 
-SampleClip::SampleClip(const ClipSpec& spec) : spec_(spec) {
-  spec_.width = std::max(spec_.width, 32);
-  spec_.height = std::max(spec_.height, 32);
-  spec_.fps = spec_.fps > 0 ? spec_.fps : 30.0;
-  unit_ = 0.68 * spec_.height;
-  room_ = MakeRoom(cv::Size(spec_.width, spec_.height), spec_.seed);
+SampleClip::SampleClip(const ClipSettings& settings) : settings_(settings) {
+  settings_.width = std::max(settings_.width, 32);
+  settings_.height = std::max(settings_.height, 32);
+  settings_.fps = settings_.fps > 0 ? settings_.fps : 30.0;
+  unit_ = 0.68 * settings_.height;
+  room_ = MakeRoom(cv::Size(settings_.width, settings_.height), settings_.seed);
 
   // Textures live in body coordinates, so they move with the figure.
-  cv::RNG rng(0x85EBCA6Bu ^ spec_.seed);
+  cv::RNG rng(0x85EBCA6Bu ^ settings_.seed);
   const int side = std::max(8, cvRound(1.4 * unit_));
   const cv::Size size(side, side);
   textureOrigin_ = cv::Point(side / 2, side / 2);
@@ -229,9 +229,9 @@ SampleClip::Pose SampleClip::PoseAt(int index) const {
       {9.0, 12.0, 0.72, 0.28, false},
   };
   const double period = ScriptSeconds();
-  const double t = std::fmod(index / spec_.fps, period);
+  const double t = std::fmod(index / settings_.fps, period);
   // Strides per unit of walked distance, as a fraction of the width.
-  const double stridesPerWidth = spec_.width / (0.42 * unit_);
+  const double stridesPerWidth = settings_.width / (0.42 * unit_);
   Pose pose;
   double walked = 0;  // distance walked before this segment, keeps the stepping continuous
   for (const Segment& s : kScript) {
@@ -265,8 +265,8 @@ void SampleClip::DrawFigure(const Pose& pose, cv::Mat& labels, cv::Point2d* orig
   const double u = unit_;
   const double s = std::sin(pose.phase);
   // The pelvis bobs a little with each step.
-  const cv::Point2d o(pose.x * spec_.width,
-                      0.93 * spec_.height - 0.52 * u - 0.01 * u * pose.stride * std::fabs(s));
+  const cv::Point2d o(pose.x * settings_.width,
+                      0.93 * settings_.height - 0.52 * u - 0.01 * u * pose.stride * std::fabs(s));
   *origin = o;
   auto at = [&](double x, double y) { return o + cv::Point2d(x * u, y * u); };
   auto limb = [&](cv::Point2d from, double angle, double length, double thickness, int label) {
@@ -327,7 +327,7 @@ void SampleClip::DrawFigure(const Pose& pose, cv::Mat& labels, cv::Point2d* orig
 
 void SampleClip::Render(int index, cv::Mat& bgra, cv::Mat* mask) const {
   const Pose pose = PoseAt(std::max(index, 0));
-  const cv::Size size(spec_.width, spec_.height);
+  const cv::Size size(settings_.width, settings_.height);
   cv::Mat labels = cv::Mat::zeros(size, CV_8U);
   cv::Point2d origin;
   DrawFigure(pose, labels, &origin);
@@ -386,8 +386,8 @@ void SampleClip::Render(int index, cv::Mat& bgra, cv::Mat* mask) const {
   }
 
   cv::Mat noise(size, CV_16SC3);
-  cv::RNG rng(spec_.seed * 2654435761u + static_cast<uint32_t>(index) * 40503u + 1u);
-  rng.fill(noise, cv::RNG::NORMAL, 0.0, spec_.noise);
+  cv::RNG rng(settings_.seed * 2654435761u + static_cast<uint32_t>(index) * 40503u + 1u);
+  rng.fill(noise, cv::RNG::NORMAL, 0.0, settings_.noise);
   cv::add(frame, noise, frame, cv::noArray(), CV_8U);
   cv::cvtColor(frame, bgra, cv::COLOR_BGR2BGRA);
   if (mask != nullptr) cv::threshold(labels, *mask, 0, 255, cv::THRESH_BINARY);

@@ -6,7 +6,7 @@
 
 namespace kazsample {
 
-struct ClipSpec {
+struct ClipSettings {
   int width = 1280;
   int height = 720;
   double fps = 30.0;
@@ -22,9 +22,9 @@ struct ClipSpec {
 // stands, walks right, stands, and walks back. While it stands, frames differ only by noise.
 class SampleClip {
  public:
-  explicit SampleClip(const ClipSpec& spec);
+  explicit SampleClip(const ClipSettings& settings);
 
-  const ClipSpec& spec() const { return spec_; }
+  const ClipSettings& settings() const { return settings_; }
 
   // Frame `index`: 8-bit B G R A with alpha 255 into `bgra`, and, when `mask` is given, the
   // figure's silhouette (255 person, 0 elsewhere; the shadow is not part of it).
@@ -51,7 +51,7 @@ class SampleClip {
   Pose PoseAt(int index) const;
   void DrawFigure(const Pose& pose, cv::Mat& labels, cv::Point2d* origin) const;
 
-  ClipSpec spec_;
+  ClipSettings settings_;
   double unit_;          // the figure's height in pixels
   cv::Mat room_;         // the still background, 8-bit BGR
   cv::Mat textures_[8];  // one per body part label, in body coordinates
