@@ -33,44 +33,6 @@ int UsageStatus(const std::function<void()>& body) {
   return 0;
 }
 
-struct NumberCase {
-  const char* text;
-  bool ok;
-  int64_t value;
-};
-
-class IntegerText : public ::testing::TestWithParam<NumberCase> {};
-
-TEST_P(IntegerText, ParsesWholeTextOrRefusesIt) {
-  const NumberCase c = GetParam();
-  if (c.ok) {
-    EXPECT_EQ(ParseInteger(c.text, "x"), c.value) << c.text;
-  } else {
-    EXPECT_EQ(UsageStatus([&] { ParseInteger(c.text, "x"); }), kExitUsage) << c.text;
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, IntegerText,
-                         ::testing::Values(NumberCase{"0", true, 0}, NumberCase{"42", true, 42},
-                                           NumberCase{" -7 ", true, -7}, NumberCase{"+3", true, 3},
-                                           NumberCase{"0x1F", true, 31},
-                                           NumberCase{"-0x10", true, -16},
-                                           NumberCase{"9223372036854775807", true, INT64_MAX},
-                                           NumberCase{"9223372036854775808", false, 0},
-                                           NumberCase{"", false, 0}, NumberCase{"12abc", false, 0},
-                                           NumberCase{"2.5", false, 0}, NumberCase{"0x", false, 0},
-                                           NumberCase{"--1", false, 0},
-                                           NumberCase{"1e3", false, 0}));
-
-TEST(RealText, AcceptsFiniteNumbersOnly) {
-  EXPECT_DOUBLE_EQ(ParseReal("2.5", "x"), 2.5);
-  EXPECT_DOUBLE_EQ(ParseReal(" -1e-3", "x"), -0.001);
-  EXPECT_DOUBLE_EQ(ParseReal("+7", "x"), 7.0);
-  for (const char* bad : {"", "abc", "1.5x", "inf", "nan", "1e400", "1,5"}) {
-    EXPECT_EQ(UsageStatus([&] { ParseReal(bad, "x"); }), kExitUsage) << bad;
-  }
-}
-
 TEST(ColorText, TakesHexWithEitherPrefixOrDecimal) {
   EXPECT_EQ(ParseColor("0xFF8000", "c"), 0xFF8000u);
   EXPECT_EQ(ParseColor("#ff8000", "c"), 0xFF8000u);
@@ -138,15 +100,6 @@ TEST(ParamValue, ControlsChooseTheTextForm) {
   EXPECT_EQ(ParseParamValue(text, " a=b c ").text, " a=b c ");
 }
 
-TEST(Assignment, SplitsAtTheFirstEquals) {
-  EXPECT_EQ(SplitAssignment("Back Blur=20"),
-            std::make_pair(std::string("Back Blur"), std::string("20")));
-  EXPECT_EQ(SplitAssignment("Text=a=b"), std::make_pair(std::string("Text"), std::string("a=b")));
-  EXPECT_EQ(SplitAssignment("Text="), std::make_pair(std::string("Text"), std::string()));
-  EXPECT_EQ(UsageStatus([] { SplitAssignment("NoValue"); }), kExitUsage);
-  EXPECT_EQ(UsageStatus([] { SplitAssignment("=5"); }), kExitUsage);
-}
-
 TEST(Lookup, ParametersByDeclaredNameThenUnderscoreThenCase) {
   EffectDecl effect;
   effect.name = "Test";
@@ -202,14 +155,6 @@ INSTANTIATE_TEST_SUITE_P(
                       // Not a rate at all: the default.
                       RateCase{0, 25, 1}, RateCase{-30, 25, 1},
                       RateCase{std::numeric_limits<double>::quiet_NaN(), 25, 1}));
-
-TEST(Strength, IsTheTruncatedOpacityTimes255) {
-  EXPECT_EQ(StrengthFromOpacity(1.0f), 255u);
-  EXPECT_EQ(StrengthFromOpacity(0.0f), 0u);
-  EXPECT_EQ(StrengthFromOpacity(0.5f), 127u);    // 127.5 truncated
-  EXPECT_EQ(StrengthFromOpacity(0.999f), 254u);  // 254.745
-  EXPECT_EQ(StrengthFromOpacity(0.2f), 51u);     // 51.0000008 in float
-}
 
 TEST(CommandLine, OptionsMixWithPositionals) {
   const std::vector<OptionRule> rules = {{"effect", true}, {"param", true}, {"quiet", false}};
