@@ -253,14 +253,39 @@ bool blendLayer(const cv::Mat& layer, const cv::Mat& canvas, const cv::Mat& dst,
   return blendImage(work, dst(plan.target), mode, strength, preAlpha, plan.bands);
 }
 
-bool maskBlend(const cv::Mat& srcIn, const cv::Mat& mask, const cv::Mat& dst) {
-  if (!isImage(srcIn, CV_8UC4) || !isImage(mask, CV_8UC1) || !isImage(dst, CV_8UC4) ||
-      srcIn.size() != mask.size() || srcIn.size() != dst.size())
+namespace {
+
+// The mask entries share their checks; a source or mask that shares rows with the destination
+// (other than exactly) is read from a copy, since bands write while others read.
+bool runMaskRows(RowFunction row, const cv::Mat& srcIn, const cv::Mat& maskIn, const cv::Mat& dst,
+                 int dstType) {
+  if (!isImage(srcIn, CV_8UC4) || !isImage(maskIn, CV_8UC1) || !isImage(dst, dstType) ||
+      srcIn.size() != maskIn.size() || srcIn.size() != dst.size())
     return false;
   const cv::Mat src = overlapsPartly(srcIn, dst) ? srcIn.clone() : srcIn;
-  cv::parallel_for_(cv::Range(0, parallelMaskBlendInvoker::kBands),
-                    parallelMaskBlendInvoker(dst, src, mask));
+  const cv::Mat mask = overlapsPartly(maskIn, dst) ? maskIn.clone() : maskIn;
+  constexpr int kMaskBands = parallelMaskBlendInvoker::kBands;
+  cv::parallel_for_(cv::Range(0, kMaskBands),
+                    parallelBandInvoker(row, dst, &src, &mask, kMaskBands, RowArgs()));
   return true;
+}
+
+}  // namespace
+
+bool maskBlend(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst) {
+  return runMaskRows(bodies::maskBlend(), src, mask, dst, CV_8UC4);
+}
+
+bool whiteBlend(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst) {
+  return runMaskRows(bodies::whiteBlend(), src, mask, dst, CV_8UC4);
+}
+
+bool alphaLimitedMask(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst) {
+  return runMaskRows(bodies::alphaLimitedMask(), src, mask, dst, CV_8UC1);
+}
+
+bool alphaLimitedCutOut(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst) {
+  return runMaskRows(bodies::alphaLimitedCutOut(), src, mask, dst, CV_8UC4);
 }
 
 }  // namespace imageC

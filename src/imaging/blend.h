@@ -97,9 +97,19 @@ bool blendLayer(const cv::Mat& layer, const cv::Mat& canvas, const cv::Mat& dst,
                 const LayerPlacement* placement, uint32_t mode, float opacity, bool preAlpha,
                 bool resize, int interpolation);
 
+// The mask entries: src 8UC4, mask 8UC1, dst 8UC4 (8UC1 for alphaLimitedMask), all the same
+// size; dst may be src or mask. Eight row bands.
 // dst = src scaled by mask/255 in all four channels (0 gives transparent black, 255 the source
-// pixel): src and dst 8UC4, mask 8UC1, all the same size; dst may be src. Eight row bands.
+// pixel).
 bool maskBlend(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst);
+// The person over opaque white: every byte mul(s, m) + (255 - m); mask 0 gives white.
+bool whiteBlend(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst);
+// The mask limited by the source's alpha, mul(m, a): a transparent source pixel is never the
+// person.
+bool alphaLimitedMask(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst);
+// The source colour with the limited mask mul(m, a) as straight alpha; transparent black where
+// that is 0.
+bool alphaLimitedCutOut(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst);
 
 // Rows of band `band` out of `bands` over `rows` rows: rows / bands each, the last band also
 // takes the remainder, so with fewer rows than bands only the last band has rows.

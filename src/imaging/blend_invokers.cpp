@@ -5,25 +5,6 @@
 #include "imaging/exact8.h"
 
 namespace imageC {
-namespace {
-
-inline uint8_t* rowOf(const cv::Mat& m, int y) { return m.data + m.step[0] * y; }
-
-// Calls body(y) for every row of the bands in `bands`.
-template <class Body>
-inline void forBandRows(const cv::Range& bands, int bandCount, int rowCount, Body body) {
-  for (int b = bands.start; b < bands.end; ++b) {
-    const cv::Range r = bandRows(b, bandCount, rowCount);
-    for (int y = r.start; y < r.end; ++y) body(y);
-  }
-}
-
-rows::Plane planeOf(int plane) {
-  CV_Assert(plane >= 0 && plane < kPlaneCount);
-  return getBlendTables().planes[plane];
-}
-
-}  // namespace
 
 cv::Range bandRows(int band, int bands, int rows) {
   const int step = rows / bands;
@@ -42,169 +23,125 @@ SolidColor::SolidColor(uint32_t packed)
       colour{c2, c1, c0, c3},
       premul{p2, p1, p0, c3} {}
 
-parallelBlendNormalRRStrenAlphaInvoker::parallelBlendNormalRRStrenAlphaInvoker(const cv::Mat& dst,
-                                                                               const cv::Mat& layer,
-                                                                               uint32_t strength,
-                                                                               int bandCount)
-    : dst_(dst), layer_(layer), strength_(static_cast<uint8_t>(strength)), bandCount_(bandCount) {}
-
-void parallelBlendNormalRRStrenAlphaInvoker::operator()(const cv::Range& bands) const {
-  // Full strength is deliberately a different rule: every pixel, destination premultiplied.
-  if (strength_ == 255) {
-    forBandRows(bands, bandCount_, dst_.rows, [&](int y) {
-      rows::normalFull<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols);
-    });
-  } else {
-    forBandRows(bands, bandCount_, dst_.rows, [&](int y) {
-      rows::normalStrength<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols, strength_);
-    });
+void parallelBandInvoker::operator()(const cv::Range& bands) const {
+  for (int b = bands.start; b < bands.end; ++b) {
+    const cv::Range r = bandRows(b, bandCount_, dst_.rows);
+    for (int y = r.start; y < r.end; ++y) {
+      row_(in_ ? in_->ptr<uint8_t>(y) : nullptr, mask_ ? mask_->ptr<uint8_t>(y) : nullptr,
+           dst_.data + dst_.step[0] * y, dst_.cols, args_);
+    }
   }
 }
 
-parallelBlendNormalRRPreAlphaInvoker::parallelBlendNormalRRPreAlphaInvoker(const cv::Mat& dst,
-                                                                           const cv::Mat& layer,
-                                                                           uint32_t strength,
-                                                                           int bandCount)
-    : dst_(dst), layer_(layer), strength_(static_cast<uint8_t>(strength)), bandCount_(bandCount) {}
+namespace bodies {
 
-void parallelBlendNormalRRPreAlphaInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, dst_.rows, [&](int y) {
-    rows::normalPremultiplied<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols, strength_);
-  });
+using A = RowArgs;
+using u8 = uint8_t;
+
+RowArgs args(uint32_t strength, int plane, uint32_t packedColor) {
+  RowArgs a;
+  a.strength = static_cast<u8>(strength);
+  if (plane >= 0 && plane < kPlaneCount) a.plane = getBlendTables().planes[plane];
+  a.color = SolidColor(packedColor);
+  return a;
 }
 
-parallelBlendAdobeInvoker::parallelBlendAdobeInvoker(const cv::Mat& dst, const cv::Mat& layer,
-                                                     uint32_t strength, int plane, int bandCount)
-    : dst_(dst),
-      layer_(layer),
-      strength_(static_cast<uint8_t>(strength)),
-      plane_(planeOf(plane)),
-      bandCount_(bandCount) {}
-
-void parallelBlendAdobeInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, dst_.rows, [&](int y) {
-    rows::layerMode<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols, strength_, plane_);
-  });
-}
-
-parallelBlendNormalSolidColorRRStrenAlphaInvoker::parallelBlendNormalSolidColorRRStrenAlphaInvoker(
-    const cv::Mat& image, uint32_t packedColor, uint32_t strength, int bandCount)
-    : image_(image),
-      color_(packedColor),
-      strength_(static_cast<uint8_t>(strength)),
-      bandCount_(bandCount) {}
-
-void parallelBlendNormalSolidColorRRStrenAlphaInvoker::operator()(const cv::Range& bands) const {
-  if (strength_ == 255) {
-    forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-      rows::solidNormalFull<true>(rowOf(image_, y), image_.cols, color_.premul);
-    });
-  } else {
-    forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-      rows::solidNormalStrength<true>(rowOf(image_, y), image_.cols, strength_, color_.colour);
-    });
+// Full strength is deliberately a different rule: every pixel, destination premultiplied.
+RowFunction normal(uint32_t strength, bool preAlpha) {
+  if (preAlpha) {
+    return [](const u8* l, const u8*, u8* d, int w, const A& a) {
+      rows::normalPremultiplied<true>(l, d, w, a.strength);
+    };
   }
+  if ((strength & 0xFF) == 255) {
+    return [](const u8* l, const u8*, u8* d, int w, const A&) { rows::normalFull<true>(l, d, w); };
+  }
+  return [](const u8* l, const u8*, u8* d, int w, const A& a) {
+    rows::normalStrength<true>(l, d, w, a.strength);
+  };
 }
 
-parallelBlendNormalSolidColorRRPreAlphaInvoker::parallelBlendNormalSolidColorRRPreAlphaInvoker(
-    const cv::Mat& image, uint32_t packedColor, uint32_t strength, int bandCount)
-    : image_(image),
-      color_(packedColor),
-      strength_(static_cast<uint8_t>(strength)),
-      bandCount_(bandCount) {}
-
-void parallelBlendNormalSolidColorRRPreAlphaInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-    rows::solidNormalPremultiplied<true>(rowOf(image_, y), image_.cols, strength_, color_.colour);
-  });
+RowFunction layerMode() {
+  return [](const u8* l, const u8*, u8* d, int w, const A& a) {
+    rows::layerMode<true>(l, d, w, a.strength, a.plane);
+  };
 }
 
-parallelBlendAdobeSolidColorInvoker::parallelBlendAdobeSolidColorInvoker(const cv::Mat& image,
-                                                                         uint32_t strength,
-                                                                         int plane, int bandCount,
-                                                                         uint32_t packedColor)
-    : image_(image),
-      strength_(static_cast<uint8_t>(strength)),
-      plane_(planeOf(plane)),
-      bandCount_(bandCount),
-      color_(packedColor) {}
-
-void parallelBlendAdobeSolidColorInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-    rows::solidLayerMode<true>(rowOf(image_, y), image_.cols, strength_, plane_, color_.colour);
-  });
+RowFunction hollowIn() {
+  return [](const u8* l, const u8*, u8* d, int w, const A&) { rows::hollowIn<true>(l, d, w); };
 }
 
-parallelHollowinInvoker::parallelHollowinInvoker(const cv::Mat& dst, const cv::Mat& layer,
-                                                 int bandCount)
-    : dst_(dst), layer_(layer), bandCount_(bandCount) {}
-
-void parallelHollowinInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, dst_.rows,
-              [&](int y) { rows::hollowIn<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols); });
+RowFunction hollowOut() {
+  return [](const u8* l, const u8*, u8* d, int w, const A&) { rows::hollowOut<true>(l, d, w); };
 }
 
-parallelHollowOutInvoker::parallelHollowOutInvoker(const cv::Mat& dst, const cv::Mat& layer,
-                                                   int bandCount)
-    : dst_(dst), layer_(layer), bandCount_(bandCount) {}
-
-void parallelHollowOutInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, dst_.rows,
-              [&](int y) { rows::hollowOut<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols); });
+RowFunction textBgHollowIn() {
+  return
+      [](const u8* l, const u8*, u8* d, int w, const A&) { rows::textBgHollowIn<true>(l, d, w); };
 }
 
-parallelTextBgHollowInInvoker::parallelTextBgHollowInInvoker(const cv::Mat& dst,
-                                                             const cv::Mat& layer, int bandCount)
-    : dst_(dst), layer_(layer), bandCount_(bandCount) {}
-
-void parallelTextBgHollowInInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, dst_.rows, [&](int y) {
-    rows::textBgHollowIn<true>(rowOf(layer_, y), rowOf(dst_, y), dst_.cols);
-  });
+RowFunction solidNormal(uint32_t strength, bool preAlpha) {
+  if (preAlpha) {
+    return [](const u8*, const u8*, u8* d, int w, const A& a) {
+      rows::solidNormalPremultiplied<true>(d, w, a.strength, a.color.colour);
+    };
+  }
+  if ((strength & 0xFF) == 255) {
+    return [](const u8*, const u8*, u8* d, int w, const A& a) {
+      rows::solidNormalFull<true>(d, w, a.color.premul);
+    };
+  }
+  return [](const u8*, const u8*, u8* d, int w, const A& a) {
+    rows::solidNormalStrength<true>(d, w, a.strength, a.color.colour);
+  };
 }
 
-parallelHollowinSolidColorInvoker::parallelHollowinSolidColorInvoker(const cv::Mat& image,
-                                                                     int bandCount,
-                                                                     uint32_t packedColor)
-    : image_(image), bandCount_(bandCount), color_(packedColor) {}
-
-void parallelHollowinSolidColorInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-    rows::solidHollowIn<true>(rowOf(image_, y), image_.cols, color_.colour);
-  });
+RowFunction solidLayerMode() {
+  return [](const u8*, const u8*, u8* d, int w, const A& a) {
+    rows::solidLayerMode<true>(d, w, a.strength, a.plane, a.color.colour);
+  };
 }
 
-parallelHollowOutSolidColorInvoker::parallelHollowOutSolidColorInvoker(const cv::Mat& image,
-                                                                       int bandCount,
-                                                                       uint32_t packedColor)
-    : image_(image), bandCount_(bandCount), color_(packedColor) {}
-
-void parallelHollowOutSolidColorInvoker::operator()(const cv::Range& bands) const {
-  // The test is on the colour's alpha, not the pixel's: a transparent colour changes nothing.
-  if (color_.c3 == 0) return;
-  forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-    rows::solidHollowOut<true>(rowOf(image_, y), image_.cols, color_.colour);
-  });
+RowFunction solidHollowIn() {
+  return [](const u8*, const u8*, u8* d, int w, const A& a) {
+    rows::solidHollowIn<true>(d, w, a.color.colour);
+  };
 }
 
-parallelTextBgHollowInSolidColorInvoker::parallelTextBgHollowInSolidColorInvoker(
-    const cv::Mat& image, int bandCount, uint32_t packedColor)
-    : image_(image), bandCount_(bandCount), color_(packedColor) {}
-
-void parallelTextBgHollowInSolidColorInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, bandCount_, image_.rows, [&](int y) {
-    rows::solidTextBgHollowIn<true>(rowOf(image_, y), image_.cols, color_.c3);
-  });
+RowFunction solidHollowOut() {
+  return [](const u8*, const u8*, u8* d, int w, const A& a) {
+    // The test is on the colour's alpha, not the pixel's: a transparent colour changes nothing.
+    if (a.color.c3 != 0) rows::solidHollowOut<true>(d, w, a.color.colour);
+  };
 }
 
-parallelMaskBlendInvoker::parallelMaskBlendInvoker(const cv::Mat& dst, const cv::Mat& src,
-                                                   const cv::Mat& mask)
-    : dst_(dst), src_(src), mask_(mask) {}
-
-void parallelMaskBlendInvoker::operator()(const cv::Range& bands) const {
-  forBandRows(bands, kBands, dst_.rows, [&](int y) {
-    rows::maskBlend<true>(rowOf(src_, y), rowOf(mask_, y), rowOf(dst_, y), dst_.cols);
-  });
+RowFunction solidTextBgHollowIn() {
+  return [](const u8*, const u8*, u8* d, int w, const A& a) {
+    rows::solidTextBgHollowIn<true>(d, w, a.color.c3);
+  };
 }
 
+RowFunction maskBlend() {
+  return
+      [](const u8* s, const u8* m, u8* d, int w, const A&) { rows::maskBlend<true>(s, m, d, w); };
+}
+
+RowFunction whiteBlend() {
+  return
+      [](const u8* s, const u8* m, u8* d, int w, const A&) { rows::whiteBlend<true>(s, m, d, w); };
+}
+
+RowFunction alphaLimitedMask() {
+  return [](const u8* s, const u8* m, u8* d, int w, const A&) {
+    rows::alphaLimitedMask<true>(s, m, d, w);
+  };
+}
+
+RowFunction alphaLimitedCutOut() {
+  return [](const u8* s, const u8* m, u8* d, int w, const A&) {
+    rows::alphaLimitedCutOut<true>(s, m, d, w);
+  };
+}
+
+}  // namespace bodies
 }  // namespace imageC

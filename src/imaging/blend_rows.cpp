@@ -2,6 +2,7 @@
 #include "imaging/blend_rows.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "imaging/exact8.h"
 
@@ -436,6 +437,68 @@ void maskBlend(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width)
   }
 }
 
+template <bool Simd>
+void whiteBlend(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width) {
+  int x = 0;
+#if CV_SIMD128
+  if constexpr (Simd) {
+    const u16x8 full = splat<u16x8>(255);
+    for (; x <= width - kPixelsPerVector; x += kPixelsPerVector) {
+      const u16x8 m = exact8::loadPerPixel(mask + x);
+      const Pixels4 S = loadPixels(src + 4 * x);
+      storePixels(dst + 4 * x, mul(S.even, m) + (full - m), mul(S.odd, m) + (full - m));
+    }
+  }
+#endif
+  for (; x < width; ++x) {
+    const U m = mask[x];
+    for (int c = 0; c < 4; ++c)
+      dst[4 * x + c] = static_cast<uint8_t>(mul<U>(src[4 * x + c], m) + (255 - m));
+  }
+}
+
+template <bool Simd>
+void alphaLimitedMask(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width) {
+  int x = 0;
+#if CV_SIMD128
+  if constexpr (Simd) {
+    for (; x <= width - kPixelsPerVector; x += kPixelsPerVector) {
+      const Pixels4 S = loadPixels(src + 4 * x);
+      const u16x8 c = mul(exact8::loadPerPixel(mask + x), broadcastAlpha(S.odd));
+      // c sits in both 16-bit lanes of each pixel: the low lanes, narrowed, are the four bytes.
+      const cv::v_uint32x4 c32 = cv::v_reinterpret_as_u32(c) & cv::v_setall_u32(0xFF);
+      const cv::v_uint16x8 c16 = cv::v_pack(c32, c32);
+      const uint32_t four = cv::v_reinterpret_as_u32(cv::v_pack(c16, c16)).get0();
+      std::memcpy(dst + x, &four, sizeof four);
+    }
+  }
+#endif
+  for (; x < width; ++x) dst[x] = static_cast<uint8_t>(mul<U>(mask[x], src[4 * x + 3]));
+}
+
+template <bool Simd>
+void alphaLimitedCutOut(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width) {
+  int x = 0;
+#if CV_SIMD128
+  if constexpr (Simd) {
+    const u16x8 alpha = exact8::alphaLanes(), zero = splat<u16x8>(0);
+    for (; x <= width - kPixelsPerVector; x += kPixelsPerVector) {
+      const Pixels4 S = loadPixels(src + 4 * x);
+      const u16x8 c = mul(exact8::loadPerPixel(mask + x), broadcastAlpha(S.odd));
+      const u16x8 keep = ~(c == zero);
+      storePixels(dst + 4 * x, S.even & keep, ((S.odd & keep) & ~alpha) | (c & alpha));
+    }
+  }
+#endif
+  for (; x < width; ++x) {
+    const uint8_t* s = src + 4 * x;
+    uint8_t* d = dst + 4 * x;
+    const uint8_t c = static_cast<uint8_t>(mul<U>(mask[x], s[3]));
+    for (int k = 0; k < 3; ++k) d[k] = c ? s[k] : 0;
+    d[3] = c;
+  }
+}
+
 #define KAZ_ROWS_INSTANTIATE(simd)                                                       \
   template void normalStrength<simd>(const uint8_t*, uint8_t*, int, uint32_t);           \
   template void normalFull<simd>(const uint8_t*, uint8_t*, int);                         \
@@ -451,7 +514,10 @@ void maskBlend(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width)
   template void solidHollowIn<simd>(uint8_t*, int, const uint8_t*);                      \
   template void solidHollowOut<simd>(uint8_t*, int, const uint8_t*);                     \
   template void solidTextBgHollowIn<simd>(uint8_t*, int, uint32_t);                      \
-  template void maskBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);
+  template void maskBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);          \
+  template void whiteBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);         \
+  template void alphaLimitedMask<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);   \
+  template void alphaLimitedCutOut<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);
 
 KAZ_ROWS_INSTANTIATE(false)
 KAZ_ROWS_INSTANTIATE(true)

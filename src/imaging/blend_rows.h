@@ -52,9 +52,20 @@ void solidHollowOut(uint8_t* image, int width, const uint8_t colour[4]);
 template <bool Simd>
 void solidTextBgHollowIn(uint8_t* image, int width, uint32_t colourAlpha);
 
+// Mask rows: `src` four channels, `mask` one byte per pixel.
 // dst = src scaled by mask/255 in all four channels; dst may equal src.
 template <bool Simd>
 void maskBlend(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width);
+// The person over opaque white: every byte mul(s, m) + (255 - m).
+template <bool Simd>
+void whiteBlend(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width);
+// One-channel dst = mul(m, source alpha): a transparent source pixel is never the person.
+template <bool Simd>
+void alphaLimitedMask(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width);
+// With c = mul(m, source alpha): the source colour with straight alpha c, transparent black
+// where c = 0.
+template <bool Simd>
+void alphaLimitedCutOut(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width);
 
 }  // namespace rows
 }  // namespace imageC

@@ -3,6 +3,7 @@
 // channel position every operand combination of its rule.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <string>
 
@@ -223,28 +224,64 @@ INSTANTIATE_TEST_SUITE_P(Rules, SolidKernel, ::testing::ValuesIn(solidCases()),
                                   (info.param.pre ? "_Pre" : "");
                          });
 
-// Every (byte, mask) pair in every channel: row y is mask value y.
-TEST(MaskBlendKernel, EveryByteAndMaskPairMatchesTheRule) {
+// The mask kernels: the source's pixel, its mask byte, and what the rule writes (4 bytes, or 1
+// for the one-channel mask).
+struct MaskKernel {
+  const char* name;
+  void (*vector)(const uint8_t*, const uint8_t*, uint8_t*, int);
+  void (*plain)(const uint8_t*, const uint8_t*, uint8_t*, int);
+  int outChannels;
+  void (*rule)(const uint8_t* s, int m, uint8_t* out);
+};
+
+int mul255(int a, int b) { return static_cast<int>(std::lround(a * b / 255.0)); }
+
+const MaskKernel kMaskKernels[] = {
+    {"MaskBlend", rows::maskBlend<true>, rows::maskBlend<false>, 4,
+     [](const uint8_t* s, int m, uint8_t* out) { ref::maskPixel(s, m, out); }},
+    {"WhiteBlend", rows::whiteBlend<true>, rows::whiteBlend<false>, 4,
+     [](const uint8_t* s, int m, uint8_t* out) {
+       for (int c = 0; c < 4; ++c) out[c] = static_cast<uint8_t>(mul255(s[c], m) + 255 - m);
+     }},
+    {"AlphaLimitedMask", rows::alphaLimitedMask<true>, rows::alphaLimitedMask<false>, 1,
+     [](const uint8_t* s, int m, uint8_t* out) { out[0] = static_cast<uint8_t>(mul255(m, s[3])); }},
+    {"AlphaLimitedCutOut", rows::alphaLimitedCutOut<true>, rows::alphaLimitedCutOut<false>, 4,
+     [](const uint8_t* s, int m, uint8_t* out) {
+       const int c = mul255(m, s[3]);
+       for (int k = 0; k < 3; ++k) out[k] = c == 0 ? 0 : s[k];
+       out[3] = static_cast<uint8_t>(c);
+     }},
+};
+
+class MaskRowKernel : public ::testing::TestWithParam<MaskKernel> {};
+
+// Every (byte, mask) pair in every channel, and every source alpha: row y is mask value y.
+TEST_P(MaskRowKernel, EveryByteAndMaskPairMatchesTheRule) {
+  const MaskKernel& k = GetParam();
+  const int type = k.outChannels == 4 ? CV_8UC4 : CV_8UC1;
   cv::Mat src(256, 256 + 3, CV_8UC4), mask(256, 256 + 3, CV_8UC1);
   for (int y = 0; y < 256; ++y)
     for (int x = 0; x < src.cols; ++x) {
       for (int c = 0; c < 4; ++c) src.ptr<uint8_t>(y)[4 * x + c] = static_cast<uint8_t>(x + 85 * c);
       mask.ptr<uint8_t>(y)[x] = static_cast<uint8_t>(y);
     }
-  cv::Mat expected(src.size(), CV_8UC4);
+  cv::Mat expected(src.size(), type);
   for (int y = 0; y < 256; ++y)
     for (int x = 0; x < src.cols; ++x)
-      ref::maskPixel(src.ptr<uint8_t>(y) + 4 * x, y, expected.ptr<uint8_t>(y) + 4 * x);
+      k.rule(src.ptr<uint8_t>(y) + 4 * x, y, expected.ptr<uint8_t>(y) + k.outChannels * x);
   for (bool simd : {true, false}) {
-    cv::Mat out(src.size(), CV_8UC4, cv::Scalar::all(7));
-    for (int y = 0; y < 256; ++y) {
-      const uint8_t *s = src.ptr<uint8_t>(y), *m = mask.ptr<uint8_t>(y);
-      simd ? rows::maskBlend<true>(s, m, out.ptr<uint8_t>(y), out.cols)
-           : rows::maskBlend<false>(s, m, out.ptr<uint8_t>(y), out.cols);
-    }
-    EXPECT_EQ(ref::differingBytes(out, expected), 0) << (simd ? "vector" : "plain");
+    cv::Mat out(src.size(), type, cv::Scalar::all(7));
+    for (int y = 0; y < 256; ++y)
+      (simd ? k.vector : k.plain)(src.ptr<uint8_t>(y), mask.ptr<uint8_t>(y), out.ptr<uint8_t>(y),
+                                  out.cols);
+    EXPECT_EQ(cv::norm(out, expected, cv::NORM_INF), 0.0) << (simd ? "vector" : "plain");
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Rules, MaskRowKernel, ::testing::ValuesIn(kMaskKernels),
+                         [](const ::testing::TestParamInfo<MaskKernel>& info) {
+                           return std::string(info.param.name);
+                         });
 
 // UBSan caught the vector mask load reading four mask bytes as a misaligned int.
 TEST(MaskBlendKernel, ReadsMaskBytesAtAnyAlignment) {
