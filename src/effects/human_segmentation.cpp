@@ -3,26 +3,19 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "ai/human_seg.h"
-#include "effects/segmentation_common.h"
+#include "effects/effect_support.h"
+#include "framework/registry.h"
 #include "imaging/blend.h"
 #include "kaz/ai_data.h"
 
 using vorta::kKindFloat;
 
 CHumanSegmentation::CHumanSegmentation(vorta::FilterInfoPtr info)
-    : CHumanSegmentation(std::move(info), kSegHighAccuracy,
-                         vorta::SharedAiSlot::kHumanSegmentation) {}
+    : CHumanSegmentation(std::move(info), vorta::kSegHighAccuracy, "CHumanSegmentation") {}
 
 CHumanSegmentation::CHumanSegmentation(vorta::FilterInfoPtr info, int32_t variant,
-                                       vorta::SharedAiSlot slot)
-    : NLEAIEffectFilter(info), variant_(variant), slot_(slot) {
-  if (info) {
-    resourceDir_ = info->ResourceDir();
-    cloudResourceDir_ = info->CloudResourceDir();
-  }
-  modelDir_ = vorta::ModelDirectory(info.get());
-}
+                                       const char* sharedBy)
+    : NLEAIEffectFilter(info), person_(info.get(), variant, sharedBy) {}
 
 CHumanSegmentation::~CHumanSegmentation() = default;
 
@@ -42,7 +35,7 @@ void CHumanSegmentation::ReadEdges(bool underscoreToo) {
 
 void CHumanSegmentation::ReadNeedGray() {
   float gray = needGray_ ? 1.0f : 0.0f;
-  vorta::ReadNumber(*this, "need gray Image", false, kKindFloat, gray);
+  vorta::ReadNumber(*this, kKAZNeedGrayImageName, false, kKindFloat, gray);
   needGray_ = gray > 0.0f;
 }
 
@@ -59,37 +52,22 @@ int32_t CHumanSegmentation::TransformChannels(unsigned char* dst, int32_t, int32
   if (src == nullptr || dst == nullptr) return 1;
   if (srcChannels != 4 || (dstChannels != 4 && dstChannels != 1)) return 1;
   ReadParameters();
-  const vorta::EdgeSizes sizes =
-      vorta::ComputeEdgeSizes(thickness_, feather_, 0.0, srcWidth, srcHeight);
-
-  cv::Mat source(srcHeight, srcWidth, CV_8UC4, const_cast<unsigned char*>(src), srcStride);
-  const cv::Mat destination(srcHeight, srcWidth, dstChannels == 4 ? CV_8UC4 : CV_8UC1, dst,
-                            dstStride);
-  cv::Mat mask = cv::Mat::zeros(srcHeight, srcWidth, CV_8UC1);
-
-  if (!segmenter_) {
-    if (slot_ == vorta::SharedAiSlot::kCount) {
-      auto own =
-          std::make_shared<QuorinHumanSeg>(resourceDir_, cloudResourceDir_, modelDir_, variant_);
-      if (own->Created()) segmenter_ = std::move(own);
-    } else {
-      segmenter_ =
-          vorta::SharedSegmenter(slot_, variant_, resourceDir_, cloudResourceDir_, modelDir_);
-    }
-  }
-  if (!segmenter_ || !segmenter_->Process(source, mask)) {
-    if (dstChannels == srcChannels) vorta::PassThrough(source, destination);
-    return 0;
-  }
-  vorta::RefineMask(mask, sizes);
+  vorta::EdgeSizes sizes;
+  if (!vorta::ComputeEdgeSizes(GetGUID(), thickness_, feather_, 0.0, srcWidth, srcHeight, &sizes))
+    return 1;
+  vorta::FrameImages frame =
+      vorta::WrapFrame(src, srcWidth, srcHeight, srcStride, dst, dstStride, dstChannels);
+  cv::Mat mask;
+  const bool sameCounts = dstChannels == srcChannels;
+  if (!person_.Run(frame.source, sizes, mask, sameCounts ? &frame.destination : nullptr)) return 0;
 
   // Composing reads the source after the destination is written, so an aliased source is copied.
-  if (vorta::Overlap(source, destination)) source = source.clone();
+  if (vorta::Overlap(frame.source, frame.destination)) frame.source = frame.source.clone();
   if (dstChannels == 4) {
-    SendGrayImage(mask, srcStride);
-    ComposeFourChannels(source, mask, destination);
+    if (sendsGray_) SendGrayImage(mask, srcStride);
+    ComposeFourChannels(frame.source, mask, frame.destination);
   } else {
-    ComposeOneChannel(source, mask, destination);
+    ComposeOneChannel(frame.source, mask, frame.destination);
   }
   return 0;
 }
@@ -115,3 +93,5 @@ void CHumanSegmentation::ComposeOneChannel(const cv::Mat&, const cv::Mat& mask,
                                            const cv::Mat& dst) {
   mask.copyTo(dst);
 }
+
+KAZ_EFFECT_MAKER(CHumanSegmentation)

@@ -9,18 +9,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "effects/person_mask.h"
 #include "framework/effect_filter.h"
-#include "framework/shared_ai_objects.h"
-
-class QuorinHumanSeg;
-
-// Model variants of the human segmentation module.
-enum HumanSegVariant : int32_t {
-  kSegCapture = 0,
-  kSegEffect = 1,
-  kSegHighAccuracy = 2,
-  kSegHair = 3,
-};
 
 // The person with pre-multiplied alpha (mask 0: transparent black), or the mask alone into a
 // one-channel destination. Optionally hands the grey mask to the host's receiver.
@@ -41,7 +31,8 @@ class CHumanSegmentation : public vorta::NLEAIEffectFilter {
                             int32_t dstChannels, int32_t auxChannels, int32_t srcChannels) override;
 
  protected:
-  CHumanSegmentation(vorta::FilterInfoPtr info, int32_t variant, vorta::SharedAiSlot slot);
+  // `sharedBy`: the class whose filters share one model; empty for a model of this filter's own.
+  CHumanSegmentation(vorta::FilterInfoPtr info, int32_t variant, const char* sharedBy);
 
   // Reads this member's parameters for the frame; absent ones keep their values.
   virtual void ReadParameters();
@@ -59,14 +50,11 @@ class CHumanSegmentation : public vorta::NLEAIEffectFilter {
   float thickness_ = 0.0f;
   float feather_ = 0.0f;
   bool needGray_ = false;
+  // Whether a four-channel frame hands the grey mask to the receiver when "need gray Image" asks.
+  bool sendsGray_ = true;
 
  private:
-  int32_t variant_;
-  vorta::SharedAiSlot slot_;
-  std::shared_ptr<QuorinHumanSeg> segmenter_;
-  std::string resourceDir_;
-  std::string cloudResourceDir_;
-  std::string modelDir_;
+  vorta::PersonMask person_;
 };
 
 // Uses the effect model; its edge is fixed by the description's "Edge Thickness" and
@@ -105,7 +93,8 @@ class CHumanSegmentationHighAccMask : public CHumanSegmentation {
 // capture model; effects that run it inside may choose another variant.
 class CHumanSegmentationCapture : public CHumanSegmentation {
  public:
-  explicit CHumanSegmentationCapture(vorta::FilterInfoPtr info, int32_t variant = kSegCapture);
+  explicit CHumanSegmentationCapture(vorta::FilterInfoPtr info,
+                                     int32_t variant = vorta::kSegCapture);
 
  protected:
   void ReadParameters() override;

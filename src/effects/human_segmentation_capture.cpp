@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "effects/human_segmentation.h"
-#include "imaging/white_blend.h"
+#include "framework/registry.h"
+#include "imaging/blend.h"
 
 CHumanSegmentationCapture::CHumanSegmentationCapture(vorta::FilterInfoPtr info, int32_t variant)
     // The class shares one capture model; any other variant is this filter's own.
     : CHumanSegmentation(std::move(info), variant,
-                         variant == kSegCapture ? vorta::SharedAiSlot::kHumanSegmentationCapture
-                                                : vorta::SharedAiSlot::kCount) {}
+                         variant == vorta::kSegCapture ? "CHumanSegmentationCapture" : "") {}
 
 void CHumanSegmentationCapture::ReadParameters() { ReadEdges(true); }
 
@@ -14,3 +14,5 @@ void CHumanSegmentationCapture::ComposeFourChannels(const cv::Mat& src, const cv
                                                     const cv::Mat& dst) {
   imageC::whiteBlend(src, mask, dst);
 }
+
+KAZ_EFFECT_MAKER(CHumanSegmentationCapture)

@@ -7,12 +7,13 @@
 #include <string>
 
 #include "framework/filter_info.h"
+#include "kaz/ai_data.h"
 #include "kaz/filter_api.h"
 
 namespace vorta {
 
 // The name under which an AI result object travels from one filter (or the host) to another.
-inline constexpr const char kAiDataTransferName[] = "ObjectAiDataTransferPtr";
+inline constexpr const char* kAiDataTransferName = kKAZAiDataTransferName;
 
 // The abstract effect filter. The virtual slots are in the order the exported functions expect;
 // keep it.

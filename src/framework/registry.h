@@ -25,7 +25,8 @@ NLEEffectFilter* MakeFilter(FilterInfoPtr info) {
 // only ever compared with null.
 inline NLEEffectFilter* SupportedMarker() { return reinterpret_cast<NLEEffectFilter*>(1); }
 
-// The effect classes compiled into the plug-in, in the order GUIDs are compared.
+// The effect classes compiled into the plug-in, in the order GUIDs are compared. The effects
+// package owns it (effects/effect_table.cpp).
 const std::vector<FilterClassRow>& FilterClassTable();
 
 // With create true: a new filter of the class registered for the information's GUID (compared
@@ -36,3 +37,9 @@ NLEEffectFilter* CreateFilterFromTable(const std::vector<FilterClassRow>& table,
                                        bool create);
 
 }  // namespace vorta
+
+// In an effect's source file: the function its row in the effects table makes it with.
+#define KAZ_EFFECT_MAKER(Class)                                    \
+  vorta::NLEEffectFilter* Make##Class(vorta::FilterInfoPtr info) { \
+    return new Class(std::move(info));                             \
+  }

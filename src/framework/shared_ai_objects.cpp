@@ -1,17 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "framework/shared_ai_objects.h"
 
+#include <map>
 #include <mutex>
+#include <vector>
 
 namespace vorta {
 
 namespace {
 
-constexpr size_t kSlots = static_cast<size_t>(SharedAiSlot::kCount);
+struct Slot {
+  std::mutex mutex;
+  std::shared_ptr<void> object;
+};
 
+// Slots are made on first use and never removed, so a slot outlives every lock taken on it.
 struct Slots {
-  std::mutex mutex[kSlots];
-  std::shared_ptr<void> object[kSlots];
+  std::mutex mutex;
+  std::map<SharedAiKey, std::unique_ptr<Slot>> byKey;
 };
 
 Slots& AllSlots() {
@@ -19,24 +25,36 @@ Slots& AllSlots() {
   return slots;
 }
 
+Slot& SlotFor(const SharedAiKey& key) {
+  Slots& slots = AllSlots();
+  std::lock_guard<std::mutex> lock(slots.mutex);
+  std::unique_ptr<Slot>& slot = slots.byKey[key];
+  if (!slot) slot = std::make_unique<Slot>();
+  return *slot;
+}
+
 }  // namespace
 
 std::shared_ptr<void> SharedAiObjects::GetOrCreateErased(
-    SharedAiSlot slot, const std::function<std::shared_ptr<void>()>& make) {
-  const size_t i = static_cast<size_t>(slot);
-  Slots& slots = AllSlots();
-  std::lock_guard<std::mutex> lock(slots.mutex[i]);
-  if (!slots.object[i]) slots.object[i] = make();
-  return slots.object[i];
+    const SharedAiKey& key, const std::function<std::shared_ptr<void>()>& make) {
+  Slot& slot = SlotFor(key);
+  std::lock_guard<std::mutex> lock(slot.mutex);
+  if (!slot.object) slot.object = make();
+  return slot.object;
 }
 
 void SharedAiObjects::ReleaseAll() {
-  Slots& slots = AllSlots();
-  for (size_t i = 0; i < kSlots; ++i) {
+  std::vector<Slot*> all;
+  {
+    Slots& slots = AllSlots();
+    std::lock_guard<std::mutex> lock(slots.mutex);
+    for (auto& entry : slots.byKey) all.push_back(entry.second.get());
+  }
+  for (Slot* slot : all) {
     std::shared_ptr<void> released;
     {
-      std::lock_guard<std::mutex> lock(slots.mutex[i]);
-      released.swap(slots.object[i]);
+      std::lock_guard<std::mutex> lock(slot->mutex);
+      released.swap(slot->object);
     }
     // Destroyed (when this was the last holder) outside the lock.
   }

@@ -4,14 +4,17 @@
 // double, painting its mask from the source's alpha.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include <dlfcn.h>
 
 #include "framework/param_value.h"
 #include "kaz/filter_api.h"
 #include "kaz/host_framework.h"
+#include "nlohmann/json.hpp"
 #include "support/test_support.h"
 #include "test_host.h"
 
@@ -29,15 +32,24 @@ namespace {
 constexpr char kBlur[] = "1AEA14C6-59BC-491F-A1D1-EB02009706B7";
 constexpr char kUnsupported[] = "00000000-1111-2222-3333-444444444444";
 
-// The bundled effects, in the order a scan of their folder names gives.
-const std::vector<std::string> kBundled = {
-    "974A1C95-921E-4D28-89D5-23B7B249589A",  // HumanSegmentation
-    "7208B311-D2F9-456D-B556-CFA222B130B7",  // HumanSegmentationCapture
-    "1AEA14C6-59BC-491F-A1D1-EB02009706B7",  // HumanSegmentationCaptureBlur
-    "2193B116-1AD4-49F4-84A1-FFA3CB983A94",  // HumanSegmentationEffect
-    "EE6BC05B-DD9B-4154-9E03-00740D1CA060",  // HumanSegmentationHair
-    "D4BFB781-5506-494C-B9AB-738D79814B60",  // HumanSegmentationHighAccMask
-};
+// The bundled effects' GUIDs, in the order a scan of their folder names gives, read from the
+// descriptions with the JSON library rather than the plug-in's own reader.
+std::vector<std::string> BundledGuids() {
+  std::vector<fs::path> files;
+  for (const auto& e : fs::recursive_directory_iterator(fs::path(KAZ_RESOURCES_DIR) /
+                                                        "kaz_effect/plugin/AiEffect")) {
+    if (e.path().extension() == ".conf") files.push_back(e.path());
+  }
+  std::sort(files.begin(), files.end());
+  std::vector<std::string> guids;
+  for (const auto& f : files) {
+    std::ifstream in(f);
+    guids.push_back(nlohmann::json::parse(in).at("GUID").get<std::string>());
+  }
+  return guids;
+}
+
+const std::vector<std::string> kBundled = BundledGuids();
 
 class HostPlugin : public ::testing::Test {
  protected:

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// The effect classes of the plug-in, one line each: GUID (upper case, compared exactly, in this
+// order) and class. Each class's source file defines its maker with KAZ_EFFECT_MAKER.
+#include "framework/registry.h"
+
+#define KAZ_EFFECTS(X)                                                     \
+  X("974A1C95-921E-4D28-89D5-23B7B249589A", CHumanSegmentation)            \
+  X("2193B116-1AD4-49F4-84A1-FFA3CB983A94", CHumanSegmentationEffect)      \
+  X("D4BFB781-5506-494C-B9AB-738D79814B60", CHumanSegmentationHighAccMask) \
+  X("EE6BC05B-DD9B-4154-9E03-00740D1CA060", CHumanSegmentationHair)        \
+  X("7208B311-D2F9-456D-B556-CFA222B130B7", CHumanSegmentationCapture)     \
+  X("1AEA14C6-59BC-491F-A1D1-EB02009706B7", CHumanSegmentationCaptureBlur)
+
+#define KAZ_DECLARE_MAKER(guid, Class) vorta::NLEEffectFilter* Make##Class(vorta::FilterInfoPtr);
+KAZ_EFFECTS(KAZ_DECLARE_MAKER)
+
+namespace vorta {
+
+const std::vector<FilterClassRow>& FilterClassTable() {
+#define KAZ_ROW(guid, Class) {guid, &Make##Class},
+  static const std::vector<FilterClassRow> table = {KAZ_EFFECTS(KAZ_ROW)};
+#undef KAZ_ROW
+  return table;
+}
+
+}  // namespace vorta
