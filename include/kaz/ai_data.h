@@ -8,6 +8,11 @@
 
 class KAZAiDataReceiver;
 
+// The parameter (kind 7) under which a result object or a host's receiver is lent to an effect.
+inline constexpr char kKAZAiDataTransferName[] = "ObjectAiDataTransferPtr";
+// The parameter that asks segmentation effects for the grey mask (above 0: send it).
+inline constexpr char kKAZNeedGrayImageName[] = "need gray Image";
+
 namespace AIDATA {
 
 // Base of every analysis result, and of the host's receiver. Slot order: destructor, query.
@@ -28,9 +33,18 @@ class KAZAiDataReceiver : public AIDATA::BaseAIDATA {
   KAZAiDataReceiver* AsReceiver() override { return this; }
   virtual void Reserved2() {}
   virtual void Reserved3() {}
-  virtual void Reserved4() {}
-  // Slot 5. The person mask as a grey B, G, R, A image (all four bytes equal to the mask), sent
-  // by segmentation effects whose "need gray Image" parameter is above 0. `stride` is the
+  // Slot 4. A segmentation the host already has for the frame being rendered: answer true and
+  // fill the four values with a B, G, R, A image of the frame's size whose alpha is the person
+  // matte (0 background .. 255 person), `pitch` bytes a row, valid until the effect's transform
+  // returns. Effects that outline or clone the person then skip their own segmentation.
+  // False (the default) when there is none.
+  virtual bool ReadySegmentation(unsigned char** pixels, int32_t* width, int32_t* height,
+                                 int32_t* pitch) {
+    (void)pixels, (void)width, (void)height, (void)pitch;
+    return false;
+  }
+  // Slot 5. The person mask as a grey B, G, R, A image (B, G and R equal to the mask, alpha 255),
+  // sent by segmentation effects whose "need gray Image" parameter is above 0. `stride` is the
   // source frame's row stride, and the image's rows are that many bytes apart.
   virtual void ReceiveGrayImage(const unsigned char* pixels, int32_t width, int32_t height,
                                 int32_t stride) = 0;

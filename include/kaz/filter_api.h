@@ -37,6 +37,20 @@ class BaseAIDATA;
 // Receives every log line: level 2 for progress, 4 for errors. The format carries its own "\n".
 typedef void (*NLEAIEffectFilterLogCallback)(int level, const char* format, va_list args);
 
+// Folders under the host's resources directory: effect descriptions and model files.
+inline constexpr char kKAZEffectFolder[] = "/kaz_effect/plugin/AiEffect";
+inline constexpr char kKAZModelFolder[] = "/kaz_effect/plugin/AiModel";
+
+// Log formats a host may act on. Compare the format a log line arrives with (not the formatted
+// text) and read its arguments.
+// Level 2, one argument: a runtime library the plug-in could not load (its file name on this
+// platform), or, after every creation of a module instance, the model path it was given.
+inline constexpr char kKAZLogLoadLib[] = "load lib: %s error\n";
+// Level 4, two arguments: an entry point missing from a loaded library, and the library's name.
+inline constexpr char kKAZLogLoadFunc[] = "load func (%s) from (%s) failed!\n";
+// Level 4, no argument: a call into a runtime entry point that is missing was skipped.
+inline constexpr char kKAZLogApiNull[] = "API is null\n";
+
 extern "C" {
 
 // Creates the filter registered for `guid` (upper case, hyphenated, no braces; compared exactly).

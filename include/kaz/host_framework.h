@@ -22,6 +22,10 @@
 // The host's utility services, acquired as "Host Util Suite", version 1.
 class KAZHostUtilSuite {
  public:
+  // The directory codes GetPath is asked for.
+  static constexpr int kResources = 1;
+  static constexpr int kCloudResources = 3;
+
   // Slot 0. Writes the directory for `code` (1 resources, 3 cloud resources) into `buffer`,
   // NUL-terminated, at most bufferSize bytes. The buffer arrives pre-filled with a default
   // ("resources", "cloud_resources"); a host that does not know the code may leave it.

@@ -18,16 +18,16 @@ bool LibarySymbols::Load() {
   // A library whose resolution failed stays loaded: the entry points found before the missing
   // one remain usable, and the destructor releases it.
   if (module_ != nullptr && ResolveSymbols()) return true;
-  kaz::Log(kaz::kLogInfo, "load lib: %s error\n", fileName.c_str());
+  kaz::Log(kaz::kLogInfo, kKAZLogLoadLib, fileName.c_str());
   return false;
 }
 
 bool LibarySymbols::ResolveSymbols() { return true; }
 
 void LibarySymbols::ReportMissing(const char* name) const {
-  kaz::Log(kaz::kLogError, "load func (%s) from (%s) failed!\n", name, FileName().c_str());
+  kaz::Log(kaz::kLogError, kKAZLogLoadFunc, name, FileName().c_str());
 }
 
-void ReportNullEntry() { kaz::Log(kaz::kLogError, "API is null\n"); }
+void ReportNullEntry() { kaz::Log(kaz::kLogError, kKAZLogApiNull); }
 
 }  // namespace THIRD_LIBRARY_IMPORT

@@ -18,7 +18,7 @@ std::string JoinModelPath(const std::string& directory, const char* relative) {
 QuorinModuleConfig DefaultModuleConfig() { return {GetDefaultDeviceType(), 0, 4}; }
 
 void LogModelCreation(const std::string& modelPath) {
-  kaz::Log(kaz::kLogInfo, "load lib: %s error\n", modelPath.c_str());
+  kaz::Log(kaz::kLogInfo, kKAZLogLoadLib, modelPath.c_str());
 }
 
 void LogUnusableImages(const char* wrapper) {

@@ -51,9 +51,11 @@ KAZ_EXPORT NLEEffectFilter* CreateNLEAIEffectFilterFromGUID(const char* guid,
     if (resourceDir != nullptr) {
       info->SetResourceDir(resourceDir);
     } else if (util != nullptr) {
-      info->SetResourceDir(kaz::HostPath(util, 1, "resources"));
+      info->SetResourceDir(kaz::HostPath(util, KAZHostUtilSuite::kResources, "resources"));
     }
-    if (util != nullptr) info->SetCloudResourceDir(kaz::HostPath(util, 3, "cloud_resources"));
+    if (util != nullptr)
+      info->SetCloudResourceDir(
+          kaz::HostPath(util, KAZHostUtilSuite::kCloudResources, "cloud_resources"));
     return vorta::CreateFilter(std::move(info), true);
   });
 }

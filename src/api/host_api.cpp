@@ -19,7 +19,6 @@ using vorta::FilterInfoPtr;
 namespace {
 
 constexpr int32_t kFailed = 2;
-constexpr char kEffectFolder[] = "/kaz_effect/plugin/AiEffect";
 
 // Registration lines go to the host's own log when it has one.
 void HostLog(int level, const char* format, const char* a, const char* b = "") {
@@ -122,8 +121,9 @@ bool DescribeEffect(const FilterInfoPtr& info, KAZEffectRegistrar* registrar) {
   registrar->SetReserved(0);
 
   if (KAZHostUtilSuite* util = kaz::Suites().util) {
-    info->SetCloudResourceDir(kaz::HostPath(util, 3, "cloud_resources"));
-    info->SetResourceDir(kaz::HostPath(util, 1, "resources"));
+    info->SetCloudResourceDir(
+        kaz::HostPath(util, KAZHostUtilSuite::kCloudResources, "cloud_resources"));
+    info->SetResourceDir(kaz::HostPath(util, KAZHostUtilSuite::kResources, "resources"));
   }
   const int32_t count = info->ParamCount();
   for (int32_t i = 0; i < count; ++i) {
@@ -160,7 +160,8 @@ KAZ_EXPORT int32_t StartupKAZ(KAZHost* host, KAZPluginInfo* info) {
                         : nullptr;
     }
     if (suites.util != nullptr) {
-      const std::string folder = kaz::HostPath(suites.util, 1, "resources") + kEffectFolder;
+      const std::string folder =
+          kaz::HostPath(suites.util, KAZHostUtilSuite::kResources, "resources") + kKAZEffectFolder;
       std::vector<FilterInfoPtr> found;
       vorta::ScanEffectDirectory(folder, found, false);
       for (const FilterInfoPtr& effect : found) vorta::EffectRegistry::Instance().Add(effect);

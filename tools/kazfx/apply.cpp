@@ -18,7 +18,7 @@
 namespace kazfx {
 namespace {
 
-const char kMaskSwitch[] = "need gray Image";
+const char* const kMaskSwitch = kKAZNeedGrayImageName;
 
 const char kUsage[] =
     "usage: kazfx apply --effect NAME|GUID [--param NAME=VALUE]... [--resources DIR]\n"
@@ -148,45 +148,87 @@ std::map<std::string, ParamSetting> ResolveParams(const EffectDecl& effect, cons
   return params;
 }
 
-// Runs the effect over the frames of `request` and puts the outputs in place.
-void RenderClip(PluginHost& host, const EffectDecl& effect,
-                const std::map<std::string, ParamSetting>& params, const Request& request) {
-  std::unique_ptr<FrameSource> source = OpenSource(request.input);
-  const int count = source->FrameCount();
+// What a render will do, settled from the source before anything is written.
+struct ClipPlan {
+  std::unique_ptr<FrameSource> source;
+  int count = -1;     // frames in the source, -1 when unknown
+  int64_t total = 0;  // frames to render, -1: to the end
+  double fps = 25.0;
+};
+
+ClipPlan PlanClip(const Request& request) {
+  ClipPlan plan;
+  plan.source = OpenSource(request.input);
+  const int count = plan.count = plan.source->FrameCount();
   if (count >= 0 && request.start >= count) {
     UsageError("--start " + std::to_string(request.start) + " is past the end of " + request.input +
                " (" + std::to_string(count) + " frame" + (count == 1 ? "" : "s") + ")");
   }
   // A range that runs past the end is cut there, so a render farm may split by fixed chunks.
-  int64_t total = count >= 0 ? count - request.start : -1;
-  if (request.frames > 0 && (total < 0 || request.frames < total)) total = request.frames;
-  const double fps = request.fps > 0 ? request.fps : source->Fps() > 0 ? source->Fps() : 25.0;
+  plan.total = count >= 0 ? count - request.start : -1;
+  if (request.frames > 0 && (plan.total < 0 || request.frames < plan.total))
+    plan.total = request.frames;
+  const double own = plan.source->Fps();
+  plan.fps = request.fps > 0 ? request.fps : own > 0 ? own : 25.0;
   for (const auto& [path, kind] : {std::make_pair(request.output, request.outputKind),
                                    std::make_pair(request.maskOutput, request.maskKind)}) {
-    if (kind == MediaKind::kImage && total != 1) {
+    if (kind == MediaKind::kImage && plan.total != 1) {
       UsageError(path + " is one image but " +
-                 (total < 0 ? std::string("the whole clip") : std::to_string(total) + " frames") +
+                 (plan.total < 0 ? std::string("the whole clip")
+                                 : std::to_string(plan.total) + " frames") +
                  " would be written: give a folder or a video, or --frames 1");
     }
   }
+  return plan;
+}
 
-  source->Seek(static_cast<int>(request.start));
+// Renders frame `number` into `destination`; a run Failure when the plug-in reports an error.
+// True when the effect changed a pixel.
+bool RenderFrame(KAZEffect& effect, const EffectDecl& decl, HostUtil& util, RenderContext& context,
+                 int number, cv::Mat& frame, cv::Mat& destination, double* effectSeconds) {
+  // An editor hands over a cleared buffer; a frame the effect leaves alone shows as empty.
+  destination.create(frame.size(), CV_8UC4);
+  destination.setTo(cv::Scalar::all(0));
+  context.SetFrame(number, &frame, &destination);
+  const int errorsBefore = util.ErrorCount();
+  util.Hold(true);
+  const auto start = std::chrono::steady_clock::now();
+  effect.Update(&context);
+  effect.Render(&context);
+  *effectSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  util.Hold(false);
+  // The plug-in hands back a frame whatever happens; an error line is the only sign that it is
+  // not the effect's work.
+  if (util.ErrorCount() != errorsBefore) {
+    RunError(decl.name + " failed on frame " + std::to_string(number) + ": " +
+             FailureReason(util, errorsBefore) + "; nothing was written");
+  }
+  return cv::norm(frame, destination, cv::NORM_INF) != 0;
+}
+
+// Runs the effect over the frames of `request` and puts the outputs in place.
+void RenderClip(PluginHost& host, const EffectDecl& effect,
+                const std::map<std::string, ParamSetting>& params, const Request& request) {
+  ClipPlan plan = PlanClip(request);
+  plan.source->Seek(static_cast<int>(request.start));
   cv::Mat frame;
-  if (!source->Read(&frame))
+  if (!plan.source->Read(&frame))
     RunError(request.input + " has no frame " + std::to_string(request.start));
-  std::unique_ptr<FrameSink> sink = OpenSink(request.output, request.outputKind, fps, frame.size());
+  std::unique_ptr<FrameSink> sink =
+      OpenSink(request.output, request.outputKind, plan.fps, frame.size());
   std::unique_ptr<FrameSink> maskSink;
-  if (request.mask) maskSink = OpenSink(request.maskOutput, request.maskKind, fps, frame.size());
+  if (request.mask)
+    maskSink = OpenSink(request.maskOutput, request.maskKind, plan.fps, frame.size());
   InstallInterruptHandler();
 
   MaskReceiver receiver;
   RenderContext context;
-  context.SetTiming(count >= 0 ? count : 0, FrameRateRational(fps));
+  context.SetTiming(plan.count >= 0 ? plan.count : 0, FrameRateRational(plan.fps));
   context.SetParams(&params);
   if (maskSink) context.SetReceiver(&receiver);
-  HostUtil& util = host.Util();
   EffectHandle handle = host.Create(effect.guid);
-  Progress progress(total > 0 ? static_cast<int>(total) : 0, !request.quiet && StderrIsTerminal());
+  const int total = plan.total > 0 ? static_cast<int>(plan.total) : 0;
+  Progress progress(total, !request.quiet && StderrIsTerminal());
   cv::Mat destination;
   int done = 0;
   bool changed = false;
@@ -194,26 +236,9 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
   for (;;) {
     if (Interrupted()) throw Failure(kExitInterrupted, "interrupted; nothing was written");
     const int number = static_cast<int>(request.start) + done;
-    // An editor hands over a cleared buffer; a frame the effect leaves alone shows as empty.
-    destination.create(frame.size(), CV_8UC4);
-    destination.setTo(cv::Scalar::all(0));
-    context.SetFrame(number, &frame, &destination);
     receiver.Clear();
-    const int errorsBefore = util.ErrorCount();
-    util.Hold(true);
-    const auto renderStart = std::chrono::steady_clock::now();
-    handle->Update(&context);
-    handle->Render(&context);
-    effectSeconds +=
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - renderStart).count();
-    util.Hold(false);
-    // The plug-in hands back a frame whatever happens; an error line is the only sign that
-    // it is not the effect's work.
-    if (util.ErrorCount() != errorsBefore) {
-      RunError(effect.name + " failed on frame " + std::to_string(number) + ": " +
-               FailureReason(util, errorsBefore) + "; nothing was written");
-    }
-    changed = changed || cv::norm(frame, destination, cv::NORM_INF) != 0;
+    changed |= RenderFrame(*handle, effect, host.Util(), context, number, frame, destination,
+                           &effectSeconds);
     sink->Write(destination, number);
     if (maskSink) {
       if (!receiver.Received()) {
@@ -223,7 +248,7 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
       maskSink->Write(receiver.Mask(), number);
     }
     progress.Update(++done);
-    if (done == total || !source->Read(&frame)) break;
+    if (done == plan.total || !plan.source->Read(&frame)) break;
   }
   handle.reset();
   if (maskSink) maskSink->Commit();

@@ -9,24 +9,38 @@
 
 #include "console.h"
 #include "failure.h"
+#include "kaz/filter_api.h"
 
 namespace kazfx {
 
 int32_t HostUtil::GetPath(int code, char* buffer, int bufferSize) {
   if (buffer == nullptr || bufferSize < 1) return 1;
   // Cloud resources are not offered: the plug-in keeps its default for code 3.
-  if (code != 1 || resourcesDir_.size() >= static_cast<size_t>(bufferSize)) return 1;
+  if (code != kResources || resourcesDir_.size() >= static_cast<size_t>(bufferSize)) return 1;
   std::memcpy(buffer, resourcesDir_.c_str(), resourcesDir_.size() + 1);
   return 0;
 }
 
 void HostUtil::Log(int level, const char* format, ...) {
-  if (format == nullptr) return;
-  char line[2048];
   va_list args;
   va_start(args, format);
-  std::vsnprintf(line, sizeof line, format, args);
+  LogV(level, format, args);
   va_end(args);
+}
+
+void HostUtil::LogV(int level, const char* format, va_list args) {
+  if (format == nullptr) return;
+  // A library the plug-in could not load is named alone; the same format after a model's
+  // creation carries the model's path, which always has a folder in it.
+  if (std::strcmp(format, kKAZLogLoadLib) == 0) {
+    va_list copy;
+    va_copy(copy, args);
+    const char* name = va_arg(copy, const char*);
+    va_end(copy);
+    if (name != nullptr && std::strpbrk(name, "/\\") == nullptr) NoteLibraryFailure(name);
+  }
+  char line[2048];
+  std::vsnprintf(line, sizeof line, format, args);
   std::string text = line;
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
   if (verbose_) Console::Get().Line(text);
@@ -36,23 +50,13 @@ void HostUtil::Log(int level, const char* format, ...) {
     // A failing effect may say the same on every frame; the count is what matters then.
     if (errors_.size() < 1000) errors_.push_back(text);
     if (!verbose_ && !hold_) Console::Get().Line(text);
-    return;
   }
-  // The binding reports a library it could not load as progress, "load lib: NAME error"; the
-  // same words with a model path follow every model creation and mean nothing.
-  const std::string prefix = "load lib: ", suffix = " error";
-  if (text.size() > prefix.size() + suffix.size() && text.compare(0, prefix.size(), prefix) == 0 &&
-      text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0) {
-    const std::string name =
-        text.substr(prefix.size(), text.size() - prefix.size() - suffix.size());
-    const bool library = name.find(".so") != std::string::npos ||
-                         name.find(".dll") != std::string::npos ||
-                         name.find(".dylib") != std::string::npos;
-    if (library && std::find(libraryFailures_.begin(), libraryFailures_.end(), name) ==
-                       libraryFailures_.end()) {
-      libraryFailures_.push_back(name);
-    }
-  }
+}
+
+void HostUtil::NoteLibraryFailure(const std::string& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (std::find(libraryFailures_.begin(), libraryFailures_.end(), name) == libraryFailures_.end())
+    libraryFailures_.push_back(name);
 }
 
 int HostUtil::ErrorCount() const {
@@ -166,6 +170,13 @@ int32_t Registrar::DeclareListMask(int32_t, int32_t index, const char* name, con
 
 namespace {
 
+// The plug-in's log callback has no context argument; one plug-in is hosted per process.
+std::atomic<HostUtil*> g_logTarget{nullptr};
+
+void LogCallback(int level, const char* format, va_list args) {
+  if (HostUtil* util = g_logTarget.load()) util->LogV(level, format, args);
+}
+
 template <typename Fn>
 Fn Bind(const Library& library, const char* name, const std::string& path) {
   void* symbol = library.Symbol(name);
@@ -197,10 +208,17 @@ PluginHost::PluginHost(const HostSettings& settings)
   create_ = Bind<decltype(create_)>(*library_, "CreateKAZEffect", path);
   release_ = Bind<decltype(release_)>(*library_, "ReleaseKAZEffect", path);
   shutdown_ = Bind<decltype(shutdown_)>(*library_, "ShutdownKAZ", path);
+  // Through the callback every line arrives with its format and arguments, not only its text.
+  setLogCallback_ =
+      Bind<decltype(setLogCallback_)>(*library_, "SetNLEAIEffectFilterLogCallback", path);
+  g_logTarget.store(&util_);
+  setLogCallback_(&LogCallback);
 }
 
 PluginHost::~PluginHost() {
   if (started_) shutdown_();
+  setLogCallback_(nullptr);
+  g_logTarget.store(nullptr);
 }
 
 int32_t PluginHost::AcquireSuite(const char* name, int32_t version, void** suite) {

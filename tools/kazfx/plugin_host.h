@@ -8,7 +8,10 @@
 #include <string>
 #include <vector>
 
+#include <cstdarg>
 #include "declarations.h"
+
+#include "kaz/filter_api.h"
 #include "kaz/host_framework.h"
 #include "platform.h"
 
@@ -31,6 +34,8 @@ class HostUtil final : public KAZHostUtilSuite {
 
   int32_t GetPath(int code, char* buffer, int bufferSize) override;
   void Log(int level, const char* format, ...) override;
+  // The plug-in's own log callback lands here too.
+  void LogV(int level, const char* format, va_list args);
 
   void Hold(bool hold) { hold_ = hold; }
   // Level-4 lines so far, and their texts from index `first` on.
@@ -40,6 +45,8 @@ class HostUtil final : public KAZHostUtilSuite {
   std::vector<std::string> LibraryFailures() const;
 
  private:
+  void NoteLibraryFailure(const std::string& name);
+
   std::string resourcesDir_;
   bool verbose_;
   std::atomic<bool> hold_{false};
@@ -132,6 +139,7 @@ class PluginHost final : public KAZHost {
   decltype(&CreateKAZEffect) create_ = nullptr;
   decltype(&ReleaseKAZEffect) release_ = nullptr;
   decltype(&ShutdownKAZ) shutdown_ = nullptr;
+  decltype(&SetNLEAIEffectFilterLogCallback) setLogCallback_ = nullptr;
   bool started_ = false;
   KAZPluginInfo info_ = {};
   std::vector<EffectDecl> effects_;

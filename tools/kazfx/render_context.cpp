@@ -37,7 +37,7 @@ void MaskReceiver::ReceiveGrayImage(const unsigned char* pixels, int32_t width, 
 
 int32_t RenderContext::RenderParamValue(const char* name, int32_t kind, KAZHostValue* value) {
   if (receiver_ == nullptr || name == nullptr || value == nullptr ||
-      kind != KAZHostValue::kPointer || std::strcmp(name, "ObjectAiDataTransferPtr") != 0) {
+      kind != KAZHostValue::kPointer || std::strcmp(name, kKAZAiDataTransferName) != 0) {
     return 1;
   }
   value->kind = KAZHostValue::kPointer;
