@@ -48,32 +48,13 @@ cv::Point Fixed(cv::Point2d p) {  // 4 fractional bits for OpenCV's drawing func
   return cv::Point(cvRound(p.x * 16), cvRound(p.y * 16));
 }
 
-cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
-  cv::RNG rng(0x9E3779B9u ^ seed);
-  const int w = size.width, h = size.height;
-  const double H = h;
-  const int floorTop = cvRound(0.74 * h), skirting = cvRound(0.72 * h);
-
-  // Each seed furnishes its own room: wall colour and where things stand.
-  static const cv::Scalar kWalls[] = {
-      {168, 192, 212}, {204, 192, 172}, {172, 204, 182}, {150, 172, 206}};
-  const cv::Scalar wallColour = kWalls[seed % 4];
-  const double doorX = 0.36 + rng.uniform(0.0, 0.14), frameX = rng.uniform(0.04, 0.12);
-  const double shelfX = 0.76 + rng.uniform(0.0, 0.06);
-  cv::Mat wall = Tint(Field(size, 0.08 * H, rng), wallColour, cv::Scalar(9, 9, 9));
-  AddField(wall, Field(size, 0.006 * H, rng), 5);
-  const double period = 0.05 * H;
-  for (int x = 0; x < w; ++x) {  // wallpaper stripes
-    const double s = std::fmod(x, period) / period;
-    const int lift = s < 0.5 ? 7 : (s < 0.56 ? -10 : 0);
-    if (lift != 0) wall.col(x) += cv::Scalar::all(lift);
-  }
-  cv::Mat room = wall;
-
-  cv::Mat grain = Field(size, 0.6, rng);
-  cv::GaussianBlur(grain, grain, cv::Size(), 0.05 * w, 0.002 * H, cv::BORDER_REFLECT);
+// Boards of wood from the floor line down, wider nearer the camera.
+void LayFloor(cv::Mat& room, int floorTop, cv::RNG& rng) {
+  const int w = room.cols, h = room.rows;
+  cv::Mat grain = Field(room.size(), 0.6, rng);
+  cv::GaussianBlur(grain, grain, cv::Size(), 0.05 * w, 0.002 * h, cv::BORDER_REFLECT);
   cv::normalize(grain, grain, -1.0, 1.0, cv::NORM_MINMAX);
-  double y = floorTop, plank = 0.022 * H;
+  double y = floorTop, plank = 0.022 * h;
   while (y < h) {
     const int y0 = cvRound(y), y1 = std::min(h, cvRound(y + plank));
     const cv::Scalar tone(48 + rng.uniform(-12, 12), 88 + rng.uniform(-14, 14),
@@ -94,16 +75,18 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
     }
     cv::line(room, cv::Point(0, y0), cv::Point(w - 1, y0), cv::Scalar(28, 50, 80), 1);
     y += plank;
-    plank *= 1.12;  // boards nearer the camera look wider
+    plank *= 1.12;
   }
-  room(cv::Rect(0, skirting, w, floorTop - skirting)) = cv::Scalar(212, 218, 224);
+}
 
-  // A door with two panels behind the middle of the walk.
+// A door with two panels, behind the middle of the walk.
+void HangDoor(cv::Mat& room, double doorX, int skirting, cv::RNG& rng) {
+  const int w = room.cols, h = room.rows;
   const cv::Rect door(cvRound(doorX * w), cvRound(0.14 * h), cvRound(0.12 * w),
                       skirting - cvRound(0.14 * h));
   cv::Mat doorArea = room(door);
   doorArea = cv::Scalar(196, 178, 150);
-  AddField(doorArea, Field(door.size(), 0.01 * H, rng), 4);
+  AddField(doorArea, Field(door.size(), 0.01 * h, rng), 4);
   for (int i = 0; i < 2; ++i) {
     const cv::Rect panel(door.x + door.width / 6, door.y + door.height / 12 + i * door.height / 2,
                          door.width * 2 / 3, door.height / 3);
@@ -111,15 +94,11 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
   }
   cv::circle(room, cv::Point(door.x + door.width * 5 / 6, door.y + door.height / 2),
              std::max(2, h / 110), cv::Scalar(60, 170, 210), cv::FILLED, cv::LINE_AA);
+}
 
-  // A framed picture on the left.
-  const cv::Rect frame(cvRound(frameX * w), cvRound(0.16 * h), cvRound(0.15 * w),
-                       cvRound(0.26 * h));
-  Tint(Field(frame.size(), 0.03 * H, rng), cv::Scalar(120, 130, 110), cv::Scalar(55, 45, 60))
-      .copyTo(room(frame));
-  cv::rectangle(room, frame, cv::Scalar(35, 60, 95), std::max(2, h / 80));
-
-  // A bookshelf on the right, with books of random widths and colours.
+// A bookshelf with books of random widths and colours.
+void FillShelf(cv::Mat& room, double shelfX, int skirting, cv::RNG& rng) {
+  const int w = room.cols, h = room.rows;
   const cv::Rect shelf(cvRound(shelfX * w), cvRound(0.2 * h), cvRound(0.16 * w),
                        skirting - cvRound(0.2 * h));
   room(shelf) = cv::Scalar(38, 58, 88);
@@ -139,22 +118,27 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
       x += width + (rng.uniform(0, 4) == 0 ? std::max(1, w / 400) : 0);
     }
   }
+}
 
-  // A plant in a pot beside the shelf.
-  const cv::Point pot(cvRound((shelfX - 0.05) * w), skirting);
+// A plant in a pot standing on the floor line at `pot`.
+void PotPlant(cv::Mat& room, cv::Point pot, cv::RNG& rng) {
+  const int h = room.rows;
   cv::rectangle(room, cv::Rect(pot.x - h / 30, pot.y - h / 14, h / 15, h / 14),
                 cv::Scalar(50, 80, 160), cv::FILLED);
   for (int i = 0; i < 40; ++i) {
-    const cv::Point leaf(pot.x + cvRound(rng.gaussian(0.03 * H)),
-                         pot.y - h / 14 - cvRound(std::fabs(rng.gaussian(0.08 * H))));
+    const cv::Point leaf(pot.x + cvRound(rng.gaussian(0.03 * h)),
+                         pot.y - h / 14 - cvRound(std::fabs(rng.gaussian(0.08 * h))));
     cv::ellipse(
         room, leaf, cv::Size(std::max(2, h / 60), std::max(1, h / 140)), rng.uniform(0.0, 180.0), 0,
         360, cv::Scalar(30 + rng.uniform(0, 30), 110 + rng.uniform(0, 60), 40 + rng.uniform(0, 30)),
         cv::FILLED, cv::LINE_AA);
   }
+}
 
-  // Light falls off towards the corners, as through a real lens.
-  cv::Mat light(size, CV_32F);
+// Light falls off towards the corners, as through a real lens; then a touch of lens blur.
+void LightAndLens(cv::Mat& room) {
+  const int w = room.cols, h = room.rows;
+  cv::Mat light(room.size(), CV_32F);
   for (int r = 0; r < h; ++r) {
     float* row = light.ptr<float>(r);
     for (int c = 0; c < w; ++c) {
@@ -168,6 +152,41 @@ cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
   cv::multiply(lit, light, lit);
   lit.convertTo(room, CV_8UC3);
   cv::GaussianBlur(room, room, cv::Size(), 0.6);
+}
+
+// Each seed furnishes its own room: wall colour and where things stand. The parts draw from one
+// random stream in a fixed order, so a seed always gives the same room.
+cv::Mat MakeRoom(cv::Size size, uint32_t seed) {
+  cv::RNG rng(0x9E3779B9u ^ seed);
+  const int w = size.width, h = size.height;
+  const double H = h;
+  const int floorTop = cvRound(0.74 * h), skirting = cvRound(0.72 * h);
+
+  static const cv::Scalar kWalls[] = {
+      {168, 192, 212}, {204, 192, 172}, {172, 204, 182}, {150, 172, 206}};
+  const cv::Scalar wallColour = kWalls[seed % 4];
+  const double doorX = 0.36 + rng.uniform(0.0, 0.14), frameX = rng.uniform(0.04, 0.12);
+  const double shelfX = 0.76 + rng.uniform(0.0, 0.06);
+  cv::Mat room = Tint(Field(size, 0.08 * H, rng), wallColour, cv::Scalar(9, 9, 9));
+  AddField(room, Field(size, 0.006 * H, rng), 5);
+  const double period = 0.05 * H;
+  for (int x = 0; x < w; ++x) {  // wallpaper stripes
+    const double s = std::fmod(x, period) / period;
+    const int lift = s < 0.5 ? 7 : (s < 0.56 ? -10 : 0);
+    if (lift != 0) room.col(x) += cv::Scalar::all(lift);
+  }
+  LayFloor(room, floorTop, rng);
+  room(cv::Rect(0, skirting, w, floorTop - skirting)) = cv::Scalar(212, 218, 224);
+  HangDoor(room, doorX, skirting, rng);
+  // A framed picture on the left.
+  const cv::Rect frame(cvRound(frameX * w), cvRound(0.16 * h), cvRound(0.15 * w),
+                       cvRound(0.26 * h));
+  Tint(Field(frame.size(), 0.03 * H, rng), cv::Scalar(120, 130, 110), cv::Scalar(55, 45, 60))
+      .copyTo(room(frame));
+  cv::rectangle(room, frame, cv::Scalar(35, 60, 95), std::max(2, h / 80));
+  FillShelf(room, shelfX, skirting, rng);
+  PotPlant(room, cv::Point(cvRound((shelfX - 0.05) * w), skirting), rng);
+  LightAndLens(room);
   return room;
 }
 
