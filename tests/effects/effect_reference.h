@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Expected results of the segmentation effects, computed plainly: OpenCV for the morphology and
-// blurs, the per-pixel rules written from their formulas.
+// blurs, the per-pixel rules from the blend reference.
 #pragma once
 
 #include <cmath>
@@ -9,9 +9,9 @@
 
 #include <opencv2/imgproc.hpp>
 
-namespace kaztest {
+#include "imaging/reference.h"
 
-inline int Mul255(int a, int b) { return static_cast<int>(std::lround(a * b / 255.0)); }
+namespace kaztest {
 
 // Sizes for a frame of long side L from values at a reference long side of 640.
 inline int MorphSize(double thickness, int w, int h) {
@@ -40,34 +40,12 @@ inline cv::Mat Refined(const cv::Mat& mask, int t, int k) {
 
 // Every byte of the source scaled by the mask: the person with pre-multiplied alpha.
 inline cv::Mat Premultiplied(const cv::Mat& src, const cv::Mat& mask) {
-  cv::Mat out(src.size(), CV_8UC4);
-  for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols; ++x) {
-      const int m = mask.at<uint8_t>(y, x);
-      for (int c = 0; c < 4; ++c) {
-        const int s = src.at<cv::Vec4b>(y, x)[c];
-        out.at<cv::Vec4b>(y, x)[c] = static_cast<uint8_t>(m == 0 ? 0 : m == 255 ? s : Mul255(s, m));
-      }
-    }
-  }
-  return out;
+  return ref::applyMask(ref::maskPixel, src, mask, 4);
 }
 
 // A pre-multiplied layer laid over `base` at full strength.
 inline cv::Mat OverPremultiplied(const cv::Mat& layer, const cv::Mat& base) {
-  cv::Mat out = base.clone();
-  for (int y = 0; y < base.rows; ++y) {
-    for (int x = 0; x < base.cols; ++x) {
-      const cv::Vec4b l = layer.at<cv::Vec4b>(y, x);
-      if (l[3] == 0) continue;
-      cv::Vec4b& d = out.at<cv::Vec4b>(y, x);
-      const int inv = 255 - l[3];
-      for (int c = 0; c < 3; ++c)
-        d[c] = static_cast<uint8_t>(std::min(255, l[c] + Mul255(d[c], inv)));
-      d[3] = static_cast<uint8_t>(std::min(255, Mul255(d[3], inv) + l[3]));
-    }
-  }
-  return out;
+  return ref::blendImage(layer, base, 0, 255, true);
 }
 
 }  // namespace kaztest

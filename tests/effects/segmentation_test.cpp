@@ -121,7 +121,23 @@ INSTANTIATE_TEST_SUITE_P(
                       SegCase{1280, 720, -2, 3, 4},   // t = -2 (5x5), k = 7
                       SegCase{33, 7, 40, 60, 4},      // seven rows: the last band takes them all
                       SegCase{200, 120, 12, 25, 1},   // one-channel destination: the mask
-                      SegCase{200, 120, -12, 4, 1}));
+                      SegCase{200, 120, -12, 4, 1},
+                      // r = 150: a 301-wide box over a 64x36 mask, exactly OpenCV's bytes
+                      SegCase{64, 36, 0, 3000, 1}));
+
+TEST(PersonCutOut, AKernelBeyondTheLimitRefusesTheFrameUntouched) {
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(64, 36);
+  for (const char* name : {"Edge Thickness", "Edge Feather"}) {
+    Filter filter(kSeg);
+    // 12.3e4 at a long side of 64: a half-size of 6150, past 2048.
+    filter.Set(name, vorta::MakeFloatValue(12.3e4f));
+    int32_t result = 0;
+    const cv::Mat out = filter.Run(src, 4, 77, &result);
+    EXPECT_EQ(result, 1) << name;
+    EXPECT_EQ(cv::countNonZero(out.reshape(1) != 77), 0) << name;
+  }
+}
 
 TEST(PersonCutOut, UnderscoreSpellingsAreReadWhenSpacedNamesAreAbsent) {
   UseMaskFromChannel(3);
@@ -190,7 +206,7 @@ TEST(PersonCutOut, HighAccuracyMaskIsLimitedByTheSourceAlpha) {
     for (int y = 0; y < src.rows; ++y) {
       for (int x = 0; x < src.cols; ++x) {
         const cv::Vec4b s = src.at<cv::Vec4b>(y, x);
-        const int m = Mul255(s[2], s[3]);
+        const int m = ref::mul(s[2], s[3]);
         ASSERT_EQ(one.at<uint8_t>(y, x), m) << x << "," << y;
         const cv::Vec4b d = four.at<cv::Vec4b>(y, x);
         const cv::Vec4b want = m == 0 ? cv::Vec4b(0, 0, 0, 0) : cv::Vec4b(s[0], s[1], s[2], m);
@@ -208,15 +224,7 @@ TEST(PersonCutOut, CaptureLaysThePersonOverWhite) {
   cv::Mat alpha;
   cv::extractChannel(src, alpha, 3);
   const cv::Mat mask = Refined(alpha, 0, BlurSize(10, 130, 70));
-  const cv::Mat out = filter.Run(src, 4);
-  for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols; ++x) {
-      const int m = mask.at<uint8_t>(y, x);
-      for (int c = 0; c < 4; ++c) {
-        ASSERT_EQ(out.at<cv::Vec4b>(y, x)[c], Mul255(src.at<cv::Vec4b>(y, x)[c], m) + 255 - m);
-      }
-    }
-  }
+  EXPECT_EQ(CountDifferent(filter.Run(src, 4), ref::applyMask(ref::whitePixel, src, mask, 4)), 0);
 }
 
 class GrayReceiver : public KAZAiDataReceiver {
@@ -254,6 +262,12 @@ TEST(PersonCutOut, TheGrayMaskGoesToTheReceiverOnlyWhenAsked) {
   EXPECT_EQ(CountDifferent(receiver.image, gray), 0);
   filter.Run(src, 1);
   EXPECT_EQ(receiver.calls, 1) << "a one-channel destination sends nothing";
+  Filter mask(kHighAcc);
+  mask.Set("ObjectAiDataTransferPtr",
+           vorta::MakePointerValue(static_cast<AIDATA::BaseAIDATA*>(&receiver)));
+  mask.Set("need gray Image", vorta::MakeIntValue(1));
+  mask.Run(src, 4);
+  EXPECT_EQ(receiver.calls, 1) << "the person mask effect never sends the grey image";
 }
 
 struct BlurCase {

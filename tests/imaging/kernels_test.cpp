@@ -3,7 +3,6 @@
 // channel position every operand combination of its rule.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
 #include <string>
 
@@ -224,33 +223,22 @@ INSTANTIATE_TEST_SUITE_P(Rules, SolidKernel, ::testing::ValuesIn(solidCases()),
                                   (info.param.pre ? "_Pre" : "");
                          });
 
-// The mask kernels: the source's pixel, its mask byte, and what the rule writes (4 bytes, or 1
-// for the one-channel mask).
+// The mask kernels, each with the reference rule it must follow.
 struct MaskKernel {
   const char* name;
   void (*vector)(const uint8_t*, const uint8_t*, uint8_t*, int);
   void (*plain)(const uint8_t*, const uint8_t*, uint8_t*, int);
   int outChannels;
-  void (*rule)(const uint8_t* s, int m, uint8_t* out);
+  ref::MaskRule rule;
 };
 
-int mul255(int a, int b) { return static_cast<int>(std::lround(a * b / 255.0)); }
-
 const MaskKernel kMaskKernels[] = {
-    {"MaskBlend", rows::maskBlend<true>, rows::maskBlend<false>, 4,
-     [](const uint8_t* s, int m, uint8_t* out) { ref::maskPixel(s, m, out); }},
-    {"WhiteBlend", rows::whiteBlend<true>, rows::whiteBlend<false>, 4,
-     [](const uint8_t* s, int m, uint8_t* out) {
-       for (int c = 0; c < 4; ++c) out[c] = static_cast<uint8_t>(mul255(s[c], m) + 255 - m);
-     }},
+    {"MaskBlend", rows::maskBlend<true>, rows::maskBlend<false>, 4, ref::maskPixel},
+    {"WhiteBlend", rows::whiteBlend<true>, rows::whiteBlend<false>, 4, ref::whitePixel},
     {"AlphaLimitedMask", rows::alphaLimitedMask<true>, rows::alphaLimitedMask<false>, 1,
-     [](const uint8_t* s, int m, uint8_t* out) { out[0] = static_cast<uint8_t>(mul255(m, s[3])); }},
+     ref::alphaLimitedPixel},
     {"AlphaLimitedCutOut", rows::alphaLimitedCutOut<true>, rows::alphaLimitedCutOut<false>, 4,
-     [](const uint8_t* s, int m, uint8_t* out) {
-       const int c = mul255(m, s[3]);
-       for (int k = 0; k < 3; ++k) out[k] = c == 0 ? 0 : s[k];
-       out[3] = static_cast<uint8_t>(c);
-     }},
+     ref::alphaLimitedCutOutPixel},
 };
 
 class MaskRowKernel : public ::testing::TestWithParam<MaskKernel> {};
@@ -265,10 +253,7 @@ TEST_P(MaskRowKernel, EveryByteAndMaskPairMatchesTheRule) {
       for (int c = 0; c < 4; ++c) src.ptr<uint8_t>(y)[4 * x + c] = static_cast<uint8_t>(x + 85 * c);
       mask.ptr<uint8_t>(y)[x] = static_cast<uint8_t>(y);
     }
-  cv::Mat expected(src.size(), type);
-  for (int y = 0; y < 256; ++y)
-    for (int x = 0; x < src.cols; ++x)
-      k.rule(src.ptr<uint8_t>(y) + 4 * x, y, expected.ptr<uint8_t>(y) + k.outChannels * x);
+  const cv::Mat expected = ref::applyMask(k.rule, src, mask, k.outChannels);
   for (bool simd : {true, false}) {
     cv::Mat out(src.size(), type, cv::Scalar::all(7));
     for (int y = 0; y < 256; ++y)

@@ -198,9 +198,34 @@ inline void solidPixel(uint32_t mode, uint32_t packed, uint8_t* x, int s, bool p
   }
 }
 
+// The mask rules: a source pixel, its mask value, what the rule writes (four bytes, or one).
+using MaskRule = void (*)(const uint8_t* src, int m, uint8_t* out);
+
 inline void maskPixel(const uint8_t* src, int m, uint8_t* dst) {
   for (int c = 0; c < 4; ++c)
     dst[c] = static_cast<uint8_t>(m == 0 ? 0 : m == 255 ? src[c] : mul(src[c], m));
+}
+// The person over opaque white.
+inline void whitePixel(const uint8_t* src, int m, uint8_t* dst) {
+  for (int c = 0; c < 4; ++c) dst[c] = static_cast<uint8_t>(mul(src[c], m) + 255 - m);
+}
+// The mask limited by the source's alpha.
+inline void alphaLimitedPixel(const uint8_t* src, int m, uint8_t* dst) {
+  dst[0] = static_cast<uint8_t>(mul(m, src[3]));
+}
+// The source's colour with the limited mask as straight alpha; transparent black where it is 0.
+inline void alphaLimitedCutOutPixel(const uint8_t* src, int m, uint8_t* dst) {
+  const int c = mul(m, src[3]);
+  for (int k = 0; k < 3; ++k) dst[k] = c == 0 ? 0 : src[k];
+  dst[3] = static_cast<uint8_t>(c);
+}
+
+inline cv::Mat applyMask(MaskRule rule, const cv::Mat& src, const cv::Mat& mask, int channels) {
+  cv::Mat out(src.size(), CV_8UC(channels));
+  for (int y = 0; y < src.rows; ++y)
+    for (int x = 0; x < src.cols; ++x)
+      rule(src.ptr<uint8_t>(y) + 4 * x, mask.at<uint8_t>(y, x), out.ptr<uint8_t>(y) + channels * x);
+  return out;
 }
 
 inline cv::Mat blendImage(const cv::Mat& layer, const cv::Mat& dst, uint32_t mode, int s,

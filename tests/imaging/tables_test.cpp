@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -91,67 +90,5 @@ TEST(Exact8, ScalarHelpersEqualTheTables) {
     }
   for (uint32_t x = 0; x < 65536; ++x) ASSERT_EQ(imageC::exact8::div255<uint32_t>(x), x / 255);
 }
-
-#if CV_SIMD128
-std::array<uint16_t, 8> lanes(const cv::v_uint16x8& v) {
-  std::array<uint16_t, 8> out;
-  cv::v_store(out.data(), v);
-  return out;
-}
-
-TEST(Exact8, VectorHelpersEqualTheTables) {
-  namespace e = imageC::exact8;
-  const auto& T = getBlendTables();
-  alignas(16) uint16_t av[8], bv[8], kv[8];
-  for (int a = 0; a < 256; ++a)
-    for (int b0 = 0; b0 < 256; b0 += 8) {
-      for (int j = 0; j < 8; ++j) {
-        av[j] = static_cast<uint16_t>(a);
-        bv[j] = static_cast<uint16_t>(b0 + j);
-      }
-      const cv::v_uint16x8 A = cv::v_load(av), B = cv::v_load(bv);
-      const auto m = lanes(e::mul(A, B)), o = lanes(e::over(A, B));
-      for (int j = 0; j < 8; ++j) {
-        ASSERT_EQ(m[j], T.planes[imageC::kPlaneMul][a][b0 + j]);
-        ASSERT_EQ(o[j], T.planes[imageC::kPlaneOver][a][b0 + j]);
-      }
-      for (int k = 0; k < 256; ++k) {
-        for (int j = 0; j < 8; ++j) kv[j] = static_cast<uint16_t>(k);
-        const auto l = lanes(e::lerp(A, B, cv::v_load(kv)));
-        for (int j = 0; j < 8; ++j) ASSERT_EQ(l[j], T.lerp[a][b0 + j][k]);
-      }
-    }
-  for (int x0 = 0; x0 < 65536; x0 += 8) {
-    for (int j = 0; j < 8; ++j) av[j] = static_cast<uint16_t>(x0 + j);
-    const auto d = lanes(e::div255(cv::v_load(av)));
-    for (int j = 0; j < 8; ++j) ASSERT_EQ(d[j], (x0 + j) / 255);
-  }
-}
-
-TEST(Exact8, PixelLanesRoundTripAndBroadcastAlpha) {
-  namespace e = imageC::exact8;
-  uint8_t px[16], back[16];
-  for (int i = 0; i < 16; ++i) px[i] = static_cast<uint8_t>(17 * i + 3);
-  const e::Pixels4 p = e::loadPixels(px);
-  e::storePixels(back, p.even, p.odd);
-  EXPECT_EQ(0, std::memcmp(px, back, 16));
-  const auto a = lanes(e::broadcastAlpha(p.odd));
-  const auto ev = lanes(p.even), od = lanes(p.odd);
-  for (int q = 0; q < 4; ++q) {
-    EXPECT_EQ(ev[2 * q], px[4 * q]);
-    EXPECT_EQ(ev[2 * q + 1], px[4 * q + 2]);
-    EXPECT_EQ(od[2 * q], px[4 * q + 1]);
-    EXPECT_EQ(od[2 * q + 1], px[4 * q + 3]);
-    EXPECT_EQ(a[2 * q], px[4 * q + 3]);
-    EXPECT_EQ(a[2 * q + 1], px[4 * q + 3]);
-  }
-  const uint8_t mask[4] = {9, 0, 255, 77};
-  const auto m = lanes(e::loadPerPixel(mask));
-  for (int q = 0; q < 4; ++q) {
-    EXPECT_EQ(m[2 * q], mask[q]);
-    EXPECT_EQ(m[2 * q + 1], mask[q]);
-  }
-}
-#endif
 
 }  // namespace
