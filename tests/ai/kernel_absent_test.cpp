@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Process whose search path has no kernel, the human segmentation double, and a copy of the
-// kernel double under a non-ASCII name.
+// Layout 2: no kernel, the human segmentation double, and a copy of the kernel double under a
+// non-ASCII name.
 #include <gtest/gtest.h>
 
 #include <opencv2/core.hpp>
@@ -14,13 +14,8 @@ using kaz_test::LogCapture;
 
 namespace {
 
-TEST(KernelAbsent, BoundOnceAndEveryCallFailsSoftly) {
-  const auto kernel = GetQuorinCommonSymbols();
-  ASSERT_NE(kernel, nullptr);
-  EXPECT_EQ(kernel->ModuleHandle(), nullptr);
-  EXPECT_EQ(kernel->QuorinVideoFrameAlloc, nullptr);
-  EXPECT_EQ(kernel->QuorinDefaultDeviceTypeGet, nullptr);
-
+TEST(KernelAbsent, EveryCallFailsSoftly) {
+  GetQuorinCommonSymbols();  // the first use's line is not this test's
   LogCapture log;
   uint8_t pixel[4] = {};
   uint8_t* const planes[3] = {pixel, nullptr, nullptr};
@@ -28,26 +23,18 @@ TEST(KernelAbsent, BoundOnceAndEveryCallFailsSoftly) {
   EXPECT_EQ(MakeKernelFrame(planes, QUORIN_FORMAT_BGRA8, 0, 1, 1, strides, 0), nullptr);
   FreeKernelFrame(nullptr);
   EXPECT_EQ(GetDefaultDeviceType(), 16);
-  EXPECT_EQ(GetQuorinCommonSymbols(), kernel);
   const auto lines = log.Lines();
   ASSERT_EQ(lines.size(), 3u) << log.Dump();
   for (const auto& line : lines) {
     EXPECT_EQ(line.level, 4);
     EXPECT_EQ(line.format, kaz_test::kApiNull);
   }
-
-  // However often it was asked for, the kernel was looked for once.
-  const LogCapture all = LogCapture::FromProcessStart();
-  EXPECT_EQ(all.CountText("load lib: libquorin_kernel.so error\n"), 1) << all.Dump();
-  EXPECT_EQ(all.CountFormat(kaz_test::kLoadLib, 2), all.CountFormat(kaz_test::kLoadLib));
 }
 
-TEST(KernelAbsent, HumanSegGetsTheFallbackDeviceAndNeverAFrame) {
+TEST(KernelAbsent, HumanSegNeverGetsAFrame) {
   const auto binding = GetQuorinHumanSegSymbols();
-  ASSERT_EQ(kaz_test::ScenarioOf(*binding), "humanseg");
   QuorinHumanSeg seg("", "", "/models", 2);
   ASSERT_TRUE(seg.Created());
-  EXPECT_EQ(kaz_test::ModuleStats(*binding).lastConfig.deviceType, 16);
 
   LogCapture log;
   const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));

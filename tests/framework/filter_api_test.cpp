@@ -116,57 +116,78 @@ TEST(FilterApi, DriveAFilterEndToEnd) {
 }
 
 struct BadFrame {
-  const char* why;
+  const char* why;  // the reason the log line gives
   int dw, dh, ds, sw, sh, ss;
   bool nullDst, nullSrc;
-  int dc, sc;
-  bool withAux;
-  int aw, ah, as;
+  int dc;
+  int aw, ah, as;  // an auxiliary frame when aw != -1
 };
 
 class RejectedFrames : public ::testing::TestWithParam<BadFrame> {};
 
-TEST_P(RejectedFrames, AnswerOneLeaveTheDestinationAndLog) {
+// The frame sizes are never backed by that much memory: only the check stands between a faulty
+// frame and the filter.
+TEST_P(RejectedFrames, AnswerOneLeaveTheDestinationAndLogWhy) {
   const BadFrame& b = GetParam();
   InvertTestFilter filter(nullptr);
   std::vector<unsigned char> src(64, 100), aux(64, 9), dst(64, 7);
   LogCapture log;
   const int32_t result = NLEEffectFilterTransformChannels(
-      &filter, b.nullDst ? nullptr : dst.data(), b.dw, b.dh, b.ds, b.withAux ? aux.data() : nullptr,
-      b.aw, b.ah, b.as, b.nullSrc ? nullptr : src.data(), b.sw, b.sh, b.ss, b.dc, 4, b.sc);
-  EXPECT_EQ(result, 1) << b.why;
-  EXPECT_EQ(dst, std::vector<unsigned char>(64, 7)) << b.why;
-  EXPECT_EQ(aux, std::vector<unsigned char>(64, 9)) << b.why;
-  ASSERT_EQ(log.Lines().size(), 1u) << b.why;
-  EXPECT_EQ(log.Lines()[0].level, 4);
-  EXPECT_NE(log.Lines()[0].text.find("frame rejected"), std::string::npos);
+      &filter, b.nullDst ? nullptr : dst.data(), b.dw, b.dh, b.ds,
+      b.aw != -1 ? aux.data() : nullptr, b.aw, b.ah, b.as, b.nullSrc ? nullptr : src.data(), b.sw,
+      b.sh, b.ss, b.dc, 4, 4);
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(dst, std::vector<unsigned char>(64, 7));
+  EXPECT_EQ(aux, std::vector<unsigned char>(64, 9));
+  EXPECT_EQ(log.Count(4, std::string("NLEEffectFilterTransformChannels: frame rejected: ") + b.why +
+                             "\n"),
+            1)
+      << log.Dump();
+  EXPECT_EQ(log.Lines().size(), 1u) << log.Dump();
 }
 
+constexpr int kBig = 0x40000000;
 INSTANTIATE_TEST_SUITE_P(
     FilterApi, RejectedFrames,
     ::testing::Values(
-        BadFrame{"null destination", 2, 2, 8, 2, 2, 8, true, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"null source", 2, 2, 8, 2, 2, 8, false, true, 4, 4, false, 0, 0, 0},
-        BadFrame{"zero width", 0, 2, 8, 0, 2, 8, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"negative height", 2, -1, 8, 2, -1, 8, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"short destination stride", 2, 2, 7, 2, 2, 8, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"short source stride", 2, 2, 8, 2, 2, 4, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"negative stride", 2, 2, -8, 2, 2, 8, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"sizes differ", 2, 2, 8, 2, 3, 8, false, false, 4, 4, false, 0, 0, 0},
-        BadFrame{"three channels", 2, 2, 8, 2, 2, 8, false, false, 3, 4, false, 0, 0, 0},
-        BadFrame{"over 2^31-1 bytes", 2, 2, 8, 1 << 14, 1 << 15, 1 << 16, false, false, 4, 4, false,
-                 0, 0, 0},
-        BadFrame{"overflowing stride x height", 2, 2, 8, 2, 0x40000000, 0x40000000, false, false, 4,
-                 4, false, 0, 0, 0},
-        BadFrame{"bad auxiliary stride", 2, 2, 8, 2, 2, 8, false, false, 4, 4, true, 2, 2, 1},
-        BadFrame{"bad auxiliary size", 2, 2, 8, 2, 2, 8, false, false, 4, 4, true, 0, 2, 8}));
+        BadFrame{"null pixel pointer", 2, 2, 8, 2, 2, 8, true, false, 4, -1, 0, 0},
+        BadFrame{"null pixel pointer", 2, 2, 8, 2, 2, 8, false, true, 4, -1, 0, 0},
+        BadFrame{"width or height below 1", 0, 2, 8, 0, 2, 8, false, false, 4, -1, 0, 0},
+        BadFrame{"width or height below 1", 2, -1, 8, 2, -1, 8, false, false, 4, -1, 0, 0},
+        BadFrame{"row stride below width x channels", 2, 2, 7, 2, 2, 8, false, false, 4, -1, 0, 0},
+        BadFrame{"row stride below width x channels", 2, 2, 8, 2, 2, 4, false, false, 4, -1, 0, 0},
+        BadFrame{"row stride below width x channels", 2, 2, -8, 2, 2, 8, false, false, 4, -1, 0, 0},
+        BadFrame{"source and destination sizes differ", 2, 2, 8, 2, 3, 8, false, false, 4, -1, 0,
+                 0},
+        BadFrame{"channel count other than 1 or 4", 2, 2, 8, 2, 2, 8, false, false, 3, -1, 0, 0},
+        // 2^31 bytes exactly, on both sides, so the sizes agree.
+        BadFrame{"image larger than 2^31 - 1 bytes", 1 << 14, 1 << 15, 1 << 16, 1 << 14, 1 << 15,
+                 1 << 16, false, false, 4, -1, 0, 0},
+        // 2^60 bytes: wraps a 32-bit product.
+        BadFrame{"image larger than 2^31 - 1 bytes", 2, kBig, kBig, 2, kBig, kBig, false, false, 4,
+                 -1, 0, 0},
+        BadFrame{"row stride below width x channels", 2, 2, 8, 2, 2, 8, false, false, 4, 2, 2, 1},
+        BadFrame{"width or height below 1", 2, 2, 8, 2, 2, 8, false, false, 4, 0, 2, 8}));
 
-TEST(FilterApi, OneChannelCountsReachTheFilterWhichMayRefuse) {
-  InvertTestFilter filter(nullptr);
+// The export passes the counts on; this filter's base refuses anything but four.
+TEST(FilterApi, ChannelCountsReachTheFilter) {
+  struct Recording : InvertTestFilter {
+    Recording() : InvertTestFilter(nullptr) {}
+    int32_t TransformChannels(unsigned char* dst, int32_t dw, int32_t dh, int32_t ds,
+                              unsigned char* aux, int32_t aw, int32_t ah, int32_t as,
+                              const unsigned char* src, int32_t sw, int32_t sh, int32_t ss,
+                              int32_t dc, int32_t ac, int32_t sc) override {
+      counts = {dc, ac, sc};
+      return InvertTestFilter::TransformChannels(dst, dw, dh, ds, aux, aw, ah, as, src, sw, sh, ss,
+                                                 dc, ac, sc);
+    }
+    std::vector<int32_t> counts;
+  } filter;
   std::vector<unsigned char> src(16, 100), dst(4, 7);
   EXPECT_EQ(NLEEffectFilterTransformChannels(&filter, dst.data(), 2, 2, 2, nullptr, 0, 0, 0,
                                              src.data(), 2, 2, 8, 1, 4, 4),
             1);
+  EXPECT_EQ(filter.counts, (std::vector<int32_t>{1, 4, 4}));
   EXPECT_EQ(dst, std::vector<unsigned char>(4, 7));
 }
 
@@ -177,20 +198,6 @@ TEST(FilterApi, AnEscapingExceptionBecomesFailureAndALogLine) {
   LogCapture log;
   EXPECT_EQ(NLEEffectFilterTransform(&filter, dst, 1, 1, 4, nullptr, 0, 0, 0, src, 1, 1, 4), 1);
   EXPECT_EQ(log.Count(4, "NLEEffectFilterTransform failed: boom\n"), 1);
-}
-
-TEST(FilterApi, LogCallbackGetsLevelFormatAndArgumentsUntilRemoved) {
-  InvertTestFilter filter(nullptr);
-  unsigned char px[4] = {};
-  {
-    LogCapture log;
-    NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4);
-    ASSERT_EQ(log.Lines().size(), 1u);
-    EXPECT_EQ(log.Lines()[0].text,
-              "NLEEffectFilterTransform: frame rejected: width or height below 1\n");
-  }
-  // Removed: lines go nowhere (no host suite either) and nothing breaks.
-  EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
 }
 
 TEST(FilterApi, UnknownOrNullGuidCreatesNothing) {
@@ -233,12 +240,27 @@ TEST(FilterApi, WithoutDirectoryOrHostTheDirectoriesStayUnset) {
   EXPECT_EQ(info->CloudResourceDir(), "");
 }
 
-TEST_F(WithHostSuite, WithoutACallbackLinesGoToTheHostSuite) {
+std::vector<std::pair<int, std::string>> g_received;
+void Receive(int level, const char* format, va_list args) {
+  char line[256];
+  std::vsnprintf(line, sizeof line, format, args);
+  g_received.emplace_back(level, line);
+}
+
+TEST_F(WithHostSuite, LogCallbackGetsLevelAndLineUntilRemovedThenTheHostSuiteDoes) {
   InvertTestFilter filter(nullptr);
   unsigned char px[4] = {};
-  NLEEffectFilterTransform(&filter, nullptr, 1, 1, 4, nullptr, 0, 0, 0, px, 1, 1, 4);
-  ASSERT_EQ(suite_.logged.size(), 1u);
-  EXPECT_EQ(suite_.logged[0], "4:NLEEffectFilterTransform: frame rejected: null pixel pointer\n");
+  const std::string line = "NLEEffectFilterTransform: frame rejected: width or height below 1\n";
+  g_received.clear();
+  SetNLEAIEffectFilterLogCallback(&Receive);
+  EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
+  SetNLEAIEffectFilterLogCallback(nullptr);
+  EXPECT_EQ(g_received, (std::vector<std::pair<int, std::string>>{{4, line}}));
+  EXPECT_TRUE(suite_.logged.empty());
+
+  EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
+  EXPECT_EQ(g_received.size(), 1u) << "removed";
+  EXPECT_EQ(suite_.logged, std::vector<std::string>{"4:" + line});
 }
 
 }  // namespace

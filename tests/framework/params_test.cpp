@@ -72,18 +72,6 @@ TEST(ReadParams, AliasDefaultsToTheName) {
   EXPECT_EQ(aliased->Name(), "Back Blur");
 }
 
-TEST(ReadParams, UiTypeCodesAreExactAndCaseSensitive) {
-  const std::pair<const char*, int32_t> table[] = {
-      {"Color", 1},     {"CheckBox", 2},       {"9Palaces", 3},    {"NoShow", 9},
-      {"ListMask", 13}, {"GradientColor", 14}, {"ListMosaic", 21}, {"ColorStart", 22},
-      {"ColorEnd", 23}, {"Mult100", 25},       {"color", 0},       {"Slider", 0}};
-  for (const auto& [text, code] : table) {
-    auto set = ReadOne(std::string(R"({"NAME": "n", "TYPE": "int", "UIType": ")") + text + "\"}");
-    EXPECT_EQ(set->UiType(), code) << text;
-  }
-  EXPECT_EQ(ReadOne(R"({"NAME": "n", "TYPE": "int"})")->UiType(), 0);
-}
-
 TEST(ReadParams, TypeErrorsPropagateWithTheLibraryMessage) {
   NLEFilterInfo info;
   try {

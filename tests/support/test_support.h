@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Helpers shared by the test suites: temporary trees and log capture.
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -48,45 +48,66 @@ class TempDir {
 
 struct LogLine {
   int level;
+  std::string format;
   std::string text;
 };
 
-// Installs a log callback for its lifetime and keeps every line, formatted.
+// Keeps the plug-in's log lines while installed; a capture sees the lines written since it was
+// made. The store is process-wide, so a capture can also look back to lines written before it.
 class LogCapture {
  public:
-  LogCapture() {
-    Clear();
-    SetNLEAIEffectFilterLogCallback(&Callback);
+  LogCapture() : start_(Size()) { SetNLEAIEffectFilterLogCallback(&Receive); }
+  ~LogCapture() { SetNLEAIEffectFilterLogCallback(Always() ? &Receive : nullptr); }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  // Records from now until exit, so the lines of a first use are seen whichever test makes it.
+  static bool RecordAlways() {
+    Always() = true;
+    SetNLEAIEffectFilterLogCallback(&Receive);
+    return true;
   }
-  ~LogCapture() { SetNLEAIEffectFilterLogCallback(nullptr); }
+  static LogCapture FromProcessStart() { return LogCapture(0); }
 
   std::vector<LogLine> Lines() const {
     std::lock_guard<std::mutex> lock(Mutex());
-    return Store();
+    return std::vector<LogLine>(Store().begin() + static_cast<std::ptrdiff_t>(start_),
+                                Store().end());
   }
-  void Clear() {
-    std::lock_guard<std::mutex> lock(Mutex());
-    Store().clear();
-  }
-  // How many lines have exactly this level and text.
+  // Lines with exactly this text (and level, when not -1).
   int Count(int level, const std::string& text) const {
     int n = 0;
-    for (const auto& line : Lines()) n += line.level == level && line.text == text;
+    for (const auto& line : Lines()) n += line.text == text && (level < 0 || line.level == level);
     return n;
   }
-  // How many lines contain `part`.
-  int CountContaining(const std::string& part) const {
+  int CountFormat(const std::string& format, int level = -1) const {
     int n = 0;
-    for (const auto& line : Lines()) n += line.text.find(part) != std::string::npos;
+    for (const auto& line : Lines()) {
+      n += line.format == format && (level < 0 || line.level == level);
+    }
     return n;
+  }
+  std::string Dump() const {
+    std::string all;
+    for (const auto& line : Lines()) all += std::to_string(line.level) + " " + line.text;
+    return all;
   }
 
  private:
-  static void Callback(int level, const char* format, va_list args) {
+  explicit LogCapture(size_t start) : start_(start) { SetNLEAIEffectFilterLogCallback(&Receive); }
+  static void Receive(int level, const char* format, va_list args) {
     char buffer[2048];
     std::vsnprintf(buffer, sizeof buffer, format, args);
     std::lock_guard<std::mutex> lock(Mutex());
-    Store().push_back({level, buffer});
+    Store().push_back({level, format, buffer});
+  }
+  static size_t Size() {
+    std::lock_guard<std::mutex> lock(Mutex());
+    return Store().size();
+  }
+  static bool& Always() {
+    static bool always = false;
+    return always;
   }
   static std::mutex& Mutex() {
     static std::mutex mutex;
@@ -96,6 +117,8 @@ class LogCapture {
     static std::vector<LogLine> lines;
     return lines;
   }
+
+  size_t start_;
 };
 
 }  // namespace kaztest
