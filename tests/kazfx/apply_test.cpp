@@ -14,6 +14,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "imaging/reference.h"
 #include "kazfx_run.h"
 
 namespace fs = std::filesystem;
@@ -24,36 +25,6 @@ namespace {
 const std::string kDoubles = KAZ_DOUBLES_DIR;
 // The mask is the source's byte 0 (blue), so every mask value from 0 to 255 occurs.
 const std::map<std::string, std::string> kBlueMask = {{"KAZ_DOUBLE_HUMANSEG_MASK", "channel:0"}};
-
-int Mul(int a, int b) { return static_cast<int>(std::lround(a * b / 255.0)); }
-
-// The person layer: the source scaled by the mask in all four bytes.
-cv::Mat MaskBlend(const cv::Mat& src, const cv::Mat& mask) {
-  cv::Mat out(src.size(), CV_8UC4);
-  for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols * 4; ++x) {
-      const int m = mask.at<uchar>(y, x / 4), s = src.ptr<uchar>(y)[x];
-      out.ptr<uchar>(y)[x] = static_cast<uchar>(m == 0 ? 0 : m == 255 ? s : Mul(s, m));
-    }
-  }
-  return out;
-}
-
-// A pre-multiplied layer over `base` at full strength.
-cv::Mat PremultipliedOver(const cv::Mat& layer, const cv::Mat& base) {
-  cv::Mat out = base.clone();
-  for (int y = 0; y < out.rows; ++y) {
-    for (int x = 0; x < out.cols; ++x) {
-      const cv::Vec4b l = layer.at<cv::Vec4b>(y, x);
-      cv::Vec4b& d = out.at<cv::Vec4b>(y, x);
-      if (l[3] == 0) continue;
-      const int i = 255 - l[3];
-      for (int c = 0; c < 3; ++c) d[c] = static_cast<uchar>(std::min(255, l[c] + Mul(d[c], i)));
-      d[3] = static_cast<uchar>(std::min(255, Mul(d[3], i) + l[3]));
-    }
-  }
-  return out;
-}
 
 cv::Mat BlueOf(const cv::Mat& bgra) {
   cv::Mat blue;
@@ -67,19 +38,11 @@ cv::Mat PersonCutOut(const cv::Mat& src, int morph) {
       cv::getStructuringElement(cv::MORPH_RECT, {2 * std::abs(morph) + 1, 2 * std::abs(morph) + 1});
   if (morph < 0) cv::erode(mask, mask, element);
   if (morph > 0) cv::dilate(mask, mask, element);
-  return MaskBlend(src, mask);
+  return ref::applyMask(ref::maskPixel, src, mask, 4);
 }
 
 cv::Mat PersonOnWhite(const cv::Mat& src) {
-  const cv::Mat mask = BlueOf(src);
-  cv::Mat out(src.size(), CV_8UC4);
-  for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols * 4; ++x) {
-      const int m = mask.at<uchar>(y, x / 4);
-      out.ptr<uchar>(y)[x] = static_cast<uchar>(Mul(src.ptr<uchar>(y)[x], m) + 255 - m);
-    }
-  }
-  return out;
+  return ref::applyMask(ref::whitePixel, src, BlueOf(src), 4);
 }
 
 cv::Mat BackgroundBlur(const cv::Mat& src, int backBlur, int morph) {
@@ -87,7 +50,7 @@ cv::Mat BackgroundBlur(const cv::Mat& src, int backBlur, int morph) {
   const int kernel = 2 * static_cast<int>(backBlur * scale * 0.5) + 1;
   cv::Mat blurred;
   cv::GaussianBlur(src, blurred, {kernel, kernel}, kernel, kernel, cv::BORDER_REFLECT_101);
-  return PremultipliedOver(PersonCutOut(src, morph), blurred);
+  return ref::blendImage(PersonCutOut(src, morph), blurred, 0, 255, true);
 }
 
 // Random BGRA frames; a row of blue 0 and a row of blue 255 give the mask's two special values.

@@ -2,98 +2,15 @@
 // kazfx blend against the blend rules written out here pixel by pixel.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cmath>
 #include <functional>
 
 #include <opencv2/imgproc.hpp>
 
+#include "imaging/reference.h"
 #include "kazfx_run.h"
 
 namespace kazfxtest {
 namespace {
-
-using Px = std::array<int, 4>;
-
-int Mul(int a, int b) { return static_cast<int>(std::lround(a * b / 255.0)); }
-int Lerp(int a, int b, int k) { return (a * k + b * (255 - k)) / 255; }
-int Over(int a, int b) { return std::min(255, a + ((255 - a) * b) / 255); }
-
-// Layer-mode planes, a = base, b = blend.
-int Multiply(int a, int b) { return Mul(a, b); }
-int Screen(int a, int b) { return 255 - (((255 - a) * (255 - b)) >> 8); }
-
-Px NormalStrength(Px d, const Px& l, int s) {
-  if (s < 255) {
-    const int k = Mul(l[3], s);
-    if (k == 0) return d;
-    for (int c = 0; c < 3; ++c) d[c] = Lerp(l[c], d[c], k);
-    d[3] = Over(k, d[3]);
-    return d;
-  }
-  for (int c = 0; c < 3; ++c) d[c] = Lerp(l[c], Mul(d[c], d[3]), l[3]);
-  d[3] = Over(l[3], d[3]);
-  return d;
-}
-
-Px NormalPremultiplied(Px d, const Px& l, int s) {
-  if (l[3] == 0) return d;
-  const int k = Mul(l[3], s), i = 255 - k;
-  for (int c = 0; c < 3; ++c) d[c] = std::min(255, Mul(l[c], s) + Mul(d[c], i));
-  d[3] = std::min(255, Mul(d[3], i) + k);
-  return d;
-}
-
-Px LayerMode(Px d, const Px& l, int s, int (*plane)(int, int)) {
-  if (l[3] == 0) return d;
-  const int k = Mul(l[3], s), i = 255 - k;
-  for (int c = 0; c < 4; ++c) d[c] = Mul(plane(d[c], l[c]), k) + Mul(d[c], i);
-  return d;
-}
-
-// A packed colour 0xAABBGGRR as c0..c3 (least significant first).
-Px Unpack(uint32_t color) {
-  return {static_cast<int>(color & 255), static_cast<int>((color >> 8) & 255),
-          static_cast<int>((color >> 16) & 255), static_cast<int>(color >> 24)};
-}
-
-Px SolidNormal(Px x, uint32_t color, int s) {
-  const Px c = Unpack(color);
-  if (s < 255) {
-    const int k = Mul(x[3], s);
-    if (k == 0) return x;
-    return {Lerp(x[0], c[2], k), Lerp(x[1], c[1], k), Lerp(x[2], c[0], k), Over(k, c[3])};
-  }
-  const int k = x[3];
-  return {Lerp(x[0], Mul(c[2], c[3]), k), Lerp(x[1], Mul(c[1], c[3]), k),
-          Lerp(x[2], Mul(c[0], c[3]), k), Over(k, c[3])};
-}
-
-Px SolidPremultiplied(Px x, uint32_t color, int s) {
-  const Px c = Unpack(color);
-  if (x[3] == 0) return {c[2], c[1], c[0], c[3]};
-  const int k = Mul(x[3], s), i = 255 - k;
-  return {std::min(255, Mul(x[0], s) + Mul(c[2], i)), std::min(255, Mul(x[1], s) + Mul(c[1], i)),
-          std::min(255, Mul(x[2], s) + Mul(c[0], i)), std::min(255, Mul(c[3], i) + k)};
-}
-
-Px SolidLayer(Px x, uint32_t color, int s, int (*plane)(int, int)) {
-  const Px c = Unpack(color);
-  if (x[3] == 0) return x;
-  const int k = Mul(x[3], s), i = 255 - k;
-  return {Mul(plane(c[2], x[0]), k) + Mul(c[2], i), Mul(plane(c[1], x[1]), k) + Mul(c[1], i),
-          Mul(plane(c[0], x[2]), k) + Mul(c[0], i), Mul(c[3], i) + k};
-}
-
-Px At(const cv::Mat& m, int y, int x) {
-  const cv::Vec4b& p = m.at<cv::Vec4b>(y, x);
-  return {p[0], p[1], p[2], p[3]};
-}
-
-void Put(cv::Mat& m, int y, int x, const Px& v) {
-  m.at<cv::Vec4b>(y, x) = cv::Vec4b(static_cast<uchar>(v[0]), static_cast<uchar>(v[1]),
-                                    static_cast<uchar>(v[2]), static_cast<uchar>(v[3]));
-}
 
 // Random BGRA with whole rows of alpha 0 and 255, where the rules have their special cases.
 cv::Mat RandomBgra(cv::Size size, uint64_t seed) {
@@ -123,10 +40,13 @@ class BlendCommand : public ::testing::Test {
   std::string layerPath_, basePath_, outPath_;
 };
 
+// How an option reaches the blend: the mode, strength and pre-multiplication it must come to.
 struct ImageCase {
   const char* name;
   std::vector<std::string> options;
-  std::function<Px(const Px& d, const Px& l)> rule;
+  uint32_t mode;
+  int strength;
+  bool pre;
 };
 void PrintTo(const ImageCase& c, std::ostream* os) { *os << c.name; }
 
@@ -140,37 +60,26 @@ TEST_P(ImageModes, MatchTheRuleOnEveryPixel) {
   const RunResult run = RunKazfx(args);
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
-
-  cv::Mat expected = base_.clone();
-  for (int y = 0; y < expected.rows; ++y) {
-    for (int x = 0; x < expected.cols; ++x)
-      Put(expected, y, x, c.rule(At(base_, y, x), At(layer_, y, x)));
-  }
-  EXPECT_TRUE(SameBytes(expected, ReadUnchanged(outPath_)));
+  EXPECT_TRUE(SameBytes(ref::blendImage(layer_, base_, c.mode, c.strength, c.pre),
+                        ReadUnchanged(outPath_)));
 }
 
 // Strengths: trunc(opacity * 255) in float; 0.5 -> 127, 0.8 -> 204, 0.6 -> 153.
 INSTANTIATE_TEST_SUITE_P(
     Blend, ImageModes,
     ::testing::Values(
-        ImageCase{"NormalHalf",
-                  {"--opacity", "0.5"},
-                  [](const Px& d, const Px& l) { return NormalStrength(d, l, 127); }},
-        ImageCase{"NormalPremultiplied",
-                  {"--premultiplied", "--opacity", "0.8"},
-                  [](const Px& d, const Px& l) { return NormalPremultiplied(d, l, 204); }},
-        ImageCase{"MultiplyLowerCase",
-                  {"--mode", "multiply", "--opacity", "0.6"},
-                  [](const Px& d, const Px& l) { return LayerMode(d, l, 153, Multiply); }},
-        ImageCase{"ScreenByNumber",
-                  {"--mode", "5"},
-                  [](const Px& d, const Px& l) { return LayerMode(d, l, 255, Screen); }}),
+        ImageCase{"NormalHalf", {"--opacity", "0.5"}, 0, 127, false},
+        ImageCase{"NormalPremultiplied", {"--premultiplied", "--opacity", "0.8"}, 0, 204, true},
+        ImageCase{"MultiplyLowerCase", {"--mode", "multiply", "--opacity", "0.6"}, 2, 153, false},
+        ImageCase{"ScreenByNumber", {"--mode", "5"}, 5, 255, false}),
     [](const ::testing::TestParamInfo<ImageCase>& info) { return info.param.name; });
 
 struct SolidCase {
   const char* name;
   std::vector<std::string> options;
-  std::function<Px(const Px& x)> rule;
+  uint32_t color, mode;
+  int strength;
+  bool pre;
 };
 void PrintTo(const SolidCase& c, std::ostream* os) { *os << c.name; }
 
@@ -183,27 +92,31 @@ TEST_P(SolidModes, MatchTheRuleOnEveryPixel) {
   args.insert(args.end(), {basePath_, outPath_});
   const RunResult run = RunKazfx(args);
   ASSERT_EQ(run.status, 0) << run.err;
-
-  cv::Mat expected = base_.clone();
-  for (int y = 0; y < expected.rows; ++y) {
-    for (int x = 0; x < expected.cols; ++x) Put(expected, y, x, c.rule(At(base_, y, x)));
-  }
-  EXPECT_TRUE(SameBytes(expected, ReadUnchanged(outPath_)));
+  EXPECT_TRUE(SameBytes(ref::blendSolid(base_, c.color, c.mode, c.strength, c.pre),
+                        ReadUnchanged(outPath_)));
 }
 
 // Strengths: 0.5 -> 127, 0.7 -> 178 (178.49999 in float).
 INSTANTIATE_TEST_SUITE_P(
     Blend, SolidModes,
-    ::testing::Values(
-        SolidCase{"NormalHalf",
-                  {"--solid", "0x80336699", "--opacity", "0.5"},
-                  [](const Px& x) { return SolidNormal(x, 0x80336699u, 127); }},
-        SolidCase{"NormalPremultiplied",
-                  {"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"},
-                  [](const Px& x) { return SolidPremultiplied(x, 0x40A0B0C0u, 178); }},
-        SolidCase{"Multiply",
-                  {"--solid", "#FF804020", "--mode", "Multiply"},
-                  [](const Px& x) { return SolidLayer(x, 0xFF804020u, 255, Multiply); }}),
+    ::testing::Values(SolidCase{"NormalHalf",
+                                {"--solid", "0x80336699", "--opacity", "0.5"},
+                                0x80336699u,
+                                0,
+                                127,
+                                false},
+                      SolidCase{"NormalPremultiplied",
+                                {"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"},
+                                0x40A0B0C0u,
+                                0,
+                                178,
+                                true},
+                      SolidCase{"Multiply",
+                                {"--solid", "#FF804020", "--mode", "Multiply"},
+                                0xFF804020u,
+                                2,
+                                255,
+                                false}),
     [](const ::testing::TestParamInfo<SolidCase>& info) { return info.param.name; });
 
 TEST_F(BlendCommand, ImageWithoutAlphaIsOpaque) {
@@ -243,12 +156,7 @@ TEST_P(Placement, LandsTheLayerWhereTheFractionsSay) {
   cv::Mat piece = small(c.layerPiece);
   if (c.resize) cv::resize(small(c.layerPiece), piece, c.target.size(), 0, 0, cv::INTER_LINEAR);
   cv::Mat expected = base_.clone();
-  for (int y = 0; y < c.target.height; ++y) {
-    for (int x = 0; x < c.target.width; ++x) {
-      const int by = c.target.y + y, bx = c.target.x + x;
-      Put(expected, by, bx, NormalStrength(At(base_, by, bx), At(piece, y, x), 255));
-    }
-  }
+  ref::blendImage(piece, base_(c.target), 0, 255, false).copyTo(expected(c.target));
   EXPECT_TRUE(SameBytes(expected, ReadUnchanged(outPath_)));
 }
 
