@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "effects/effect_support.h"
 
+#include <filesystem>
+
 #include "ai/copy_plane.h"
 #include "kaz/filter_api.h"
 
@@ -34,6 +36,16 @@ double NumericValue(const NLEParamValue& value, uint32_t rawKind) {
     default:
       return PayloadAs<float>(value);
   }
+}
+
+void ReadText(const NLEEffectFilter& filter, const char* name, std::string& field) {
+  NLEParamValue value;
+  if (filter.GetParameterValue(name, value)) field = ValueText(value);
+}
+
+std::string ResourcePath(const std::string& resourceDir, const std::string& path) {
+  if (path.empty() || resourceDir.empty() || std::filesystem::path(path).is_absolute()) return path;
+  return resourceDir + "/" + path;
 }
 
 FrameImages WrapFrame(const unsigned char* src, int32_t width, int32_t height, int32_t srcStride,

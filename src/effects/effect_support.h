@@ -40,6 +40,13 @@ void ReadNumber(const NLEEffectFilter& filter, const std::string& name, bool und
   field = static_cast<T>(std::clamp(number, lowest, highest));
 }
 
+// Reads the text parameter `name` into `field`; an absent parameter leaves it as it was.
+void ReadText(const NLEEffectFilter& filter, const char* name, std::string& field);
+
+// A path from a parameter: a relative one is taken from the resources directory, so bundled
+// descriptions can name bundled files.
+std::string ResourcePath(const std::string& resourceDir, const std::string& path);
+
 // The caller's frames wrapped without copying: the source as 8UC4, the destination as 8UC4 or
 // (one channel) 8UC1, both of the source's size.
 struct FrameImages {

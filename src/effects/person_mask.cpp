@@ -61,8 +61,7 @@ PersonMask::PersonMask(const NLEFilterInfo* info, int32_t variant, std::string s
 
 PersonMask::~PersonMask() = default;
 
-bool PersonMask::Run(const cv::Mat& source, const EdgeSizes& sizes, cv::Mat& mask,
-                     const cv::Mat* passTo) {
+bool PersonMask::Acquire() {
   if (!segmenter_) {
     auto make = [&]() -> std::shared_ptr<QuorinHumanSeg> {
       auto made =
@@ -74,8 +73,14 @@ bool PersonMask::Run(const cv::Mat& source, const EdgeSizes& sizes, cv::Mat& mas
                                    : SharedAiObjects::GetOrCreate<QuorinHumanSeg>(
                                          {"human_segment", variant_, sharedBy_}, make);
   }
+  return segmenter_ != nullptr;
+}
+
+bool PersonMask::Run(const cv::Mat& source, const EdgeSizes& sizes, cv::Mat& mask,
+                     const cv::Mat* passTo) {
+  const bool loaded = Acquire();
   mask = cv::Mat::zeros(source.size(), CV_8UC1);
-  if (!segmenter_ || !segmenter_->Process(source, mask)) {
+  if (!loaded || !segmenter_->Process(source, mask)) {
     if (passTo != nullptr) PassThrough(source, *passTo);
     return false;
   }

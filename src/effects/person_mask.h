@@ -55,6 +55,9 @@ class PersonMask {
   PersonMask(const PersonMask&) = delete;
   PersonMask& operator=(const PersonMask&) = delete;
 
+  // Loads the model unless it is loaded already; false while it cannot be loaded.
+  bool Acquire();
+
   // The refined person mask of `source` (8UC4) into `mask` (made 8UC1 of the source's size).
   // False when the module is unavailable or failed on the frame; `passTo`, when given, then
   // receives a copy of the source, so the editor still gets a picture.

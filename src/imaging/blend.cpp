@@ -258,15 +258,15 @@ namespace {
 // The mask entries share their checks; a source or mask that shares rows with the destination
 // (other than exactly) is read from a copy, since bands write while others read.
 bool runMaskRows(RowFunction row, const cv::Mat& srcIn, const cv::Mat& maskIn, const cv::Mat& dst,
-                 int dstType) {
-  if (!isImage(srcIn, CV_8UC4) || !isImage(maskIn, CV_8UC1) || !isImage(dst, dstType) ||
+                 int dstType, int srcType = CV_8UC4, uint32_t strength = 255) {
+  if (!isImage(srcIn, srcType) || !isImage(maskIn, CV_8UC1) || !isImage(dst, dstType) ||
       srcIn.size() != maskIn.size() || srcIn.size() != dst.size())
     return false;
   const cv::Mat src = overlapsPartly(srcIn, dst) ? srcIn.clone() : srcIn;
   const cv::Mat mask = overlapsPartly(maskIn, dst) ? maskIn.clone() : maskIn;
   constexpr int kMaskBands = parallelMaskBlendInvoker::kBands;
   cv::parallel_for_(cv::Range(0, kMaskBands),
-                    parallelBandInvoker(row, dst, &src, &mask, kMaskBands, RowArgs()));
+                    parallelBandInvoker(row, dst, &src, &mask, kMaskBands, bodies::args(strength)));
   return true;
 }
 
@@ -286,6 +286,15 @@ bool alphaLimitedMask(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& ds
 
 bool alphaLimitedCutOut(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst) {
   return runMaskRows(bodies::alphaLimitedCutOut(), src, mask, dst, CV_8UC4);
+}
+
+bool edgeWeight(const cv::Mat& blurredMask, const cv::Mat& mask, uint32_t strength,
+                const cv::Mat& weight) {
+  return runMaskRows(bodies::edgeWeight(), blurredMask, mask, weight, CV_8UC1, CV_8UC1, strength);
+}
+
+bool lerpToward(const cv::Mat& target, const cv::Mat& weight, const cv::Mat& dst) {
+  return runMaskRows(bodies::lerpToward(), target, weight, dst, CV_8UC4);
 }
 
 }  // namespace imageC

@@ -111,6 +111,13 @@ bool alphaLimitedMask(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& ds
 // that is 0.
 bool alphaLimitedCutOut(const cv::Mat& src, const cv::Mat& mask, const cv::Mat& dst);
 
+// Light wrap: `weight` (8UC1) = mul(mul(mask, 255 - blurredMask), strength & 0xFF), the part of
+// the person near its edge; then `dst` (8UC4) drawn toward `target` (8UC4) by that weight,
+// colour only. All images one size; false, touching nothing, otherwise.
+bool edgeWeight(const cv::Mat& blurredMask, const cv::Mat& mask, uint32_t strength,
+                const cv::Mat& weight);
+bool lerpToward(const cv::Mat& target, const cv::Mat& weight, const cv::Mat& dst);
+
 // Rows of band `band` out of `bands` over `rows` rows: rows / bands each, the last band also
 // takes the remainder, so with fewer rows than bands only the last band has rows.
 cv::Range bandRows(int band, int bands, int rows);

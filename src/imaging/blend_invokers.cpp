@@ -143,5 +143,17 @@ RowFunction alphaLimitedCutOut() {
   };
 }
 
+RowFunction edgeWeight() {
+  return [](const u8* blurred, const u8* m, u8* d, int w, const A& a) {
+    rows::edgeWeight<true>(blurred, m, d, w, a.strength);
+  };
+}
+
+RowFunction lerpToward() {
+  return [](const u8* target, const u8* k, u8* d, int w, const A&) {
+    rows::lerpToward<true>(target, k, d, w);
+  };
+}
+
 }  // namespace bodies
 }  // namespace imageC

@@ -69,6 +69,8 @@ RowFunction maskBlend();
 RowFunction whiteBlend();
 RowFunction alphaLimitedMask();
 RowFunction alphaLimitedCutOut();
+RowFunction edgeWeight();
+RowFunction lerpToward();
 RowArgs args(uint32_t strength, int plane = -1, uint32_t packedColor = 0);
 }  // namespace bodies
 

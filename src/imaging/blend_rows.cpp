@@ -499,25 +499,65 @@ void alphaLimitedCutOut(const uint8_t* src, const uint8_t* mask, uint8_t* dst, i
   }
 }
 
-#define KAZ_ROWS_INSTANTIATE(simd)                                                       \
-  template void normalStrength<simd>(const uint8_t*, uint8_t*, int, uint32_t);           \
-  template void normalFull<simd>(const uint8_t*, uint8_t*, int);                         \
-  template void normalPremultiplied<simd>(const uint8_t*, uint8_t*, int, uint32_t);      \
-  template void layerMode<simd>(const uint8_t*, uint8_t*, int, uint32_t, Plane);         \
-  template void hollowIn<simd>(const uint8_t*, uint8_t*, int);                           \
-  template void hollowOut<simd>(const uint8_t*, uint8_t*, int);                          \
-  template void textBgHollowIn<simd>(const uint8_t*, uint8_t*, int);                     \
-  template void solidNormalStrength<simd>(uint8_t*, int, uint32_t, const uint8_t*);      \
-  template void solidNormalFull<simd>(uint8_t*, int, const uint8_t*);                    \
-  template void solidNormalPremultiplied<simd>(uint8_t*, int, uint32_t, const uint8_t*); \
-  template void solidLayerMode<simd>(uint8_t*, int, uint32_t, Plane, const uint8_t*);    \
-  template void solidHollowIn<simd>(uint8_t*, int, const uint8_t*);                      \
-  template void solidHollowOut<simd>(uint8_t*, int, const uint8_t*);                     \
-  template void solidTextBgHollowIn<simd>(uint8_t*, int, uint32_t);                      \
-  template void maskBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);          \
-  template void whiteBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);         \
-  template void alphaLimitedMask<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);   \
-  template void alphaLimitedCutOut<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);
+template <bool Simd>
+void edgeWeight(const uint8_t* blurred, const uint8_t* mask, uint8_t* weight, int width,
+                uint32_t strength) {
+  int x = 0;
+#if CV_SIMD128
+  if constexpr (Simd) {
+    const u16x8 full = splat<u16x8>(255), s = splat<u16x8>(strength);
+    for (; x <= width - 8; x += 8) {
+      const u16x8 m = cv::v_load_expand(mask + x), e = cv::v_load_expand(blurred + x);
+      cv::v_pack_store(weight + x, mul(mul(m, full - e), s));
+    }
+  }
+#endif
+  for (; x < width; ++x)
+    weight[x] = static_cast<uint8_t>(mul<U>(mul<U>(mask[x], 255 - blurred[x]), strength));
+}
+
+template <bool Simd>
+void lerpToward(const uint8_t* target, const uint8_t* weight, uint8_t* dst, int width) {
+  int x = 0;
+#if CV_SIMD128
+  if constexpr (Simd) {
+    const u16x8 alpha = exact8::alphaLanes();
+    for (; x <= width - kPixelsPerVector; x += kPixelsPerVector) {
+      const Pixels4 T = loadPixels(target + 4 * x), D = loadPixels(dst + 4 * x);
+      const u16x8 k = exact8::loadPerPixel(weight + x);
+      storePixels(dst + 4 * x, lerp(T.even, D.even, k),
+                  (lerp(T.odd, D.odd, k) & ~alpha) | (D.odd & alpha));
+    }
+  }
+#endif
+  for (; x < width; ++x) {
+    const U k = weight[x];
+    for (int c = 0; c < 3; ++c)
+      dst[4 * x + c] = static_cast<uint8_t>(lerp<U>(target[4 * x + c], dst[4 * x + c], k));
+  }
+}
+
+#define KAZ_ROWS_INSTANTIATE(simd)                                                         \
+  template void normalStrength<simd>(const uint8_t*, uint8_t*, int, uint32_t);             \
+  template void normalFull<simd>(const uint8_t*, uint8_t*, int);                           \
+  template void normalPremultiplied<simd>(const uint8_t*, uint8_t*, int, uint32_t);        \
+  template void layerMode<simd>(const uint8_t*, uint8_t*, int, uint32_t, Plane);           \
+  template void hollowIn<simd>(const uint8_t*, uint8_t*, int);                             \
+  template void hollowOut<simd>(const uint8_t*, uint8_t*, int);                            \
+  template void textBgHollowIn<simd>(const uint8_t*, uint8_t*, int);                       \
+  template void solidNormalStrength<simd>(uint8_t*, int, uint32_t, const uint8_t*);        \
+  template void solidNormalFull<simd>(uint8_t*, int, const uint8_t*);                      \
+  template void solidNormalPremultiplied<simd>(uint8_t*, int, uint32_t, const uint8_t*);   \
+  template void solidLayerMode<simd>(uint8_t*, int, uint32_t, Plane, const uint8_t*);      \
+  template void solidHollowIn<simd>(uint8_t*, int, const uint8_t*);                        \
+  template void solidHollowOut<simd>(uint8_t*, int, const uint8_t*);                       \
+  template void solidTextBgHollowIn<simd>(uint8_t*, int, uint32_t);                        \
+  template void maskBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);            \
+  template void whiteBlend<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);           \
+  template void alphaLimitedMask<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);     \
+  template void alphaLimitedCutOut<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);   \
+  template void edgeWeight<simd>(const uint8_t*, const uint8_t*, uint8_t*, int, uint32_t); \
+  template void lerpToward<simd>(const uint8_t*, const uint8_t*, uint8_t*, int);
 
 KAZ_ROWS_INSTANTIATE(false)
 KAZ_ROWS_INSTANTIATE(true)

@@ -66,6 +66,15 @@ void alphaLimitedMask(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int
 // where c = 0.
 template <bool Simd>
 void alphaLimitedCutOut(const uint8_t* src, const uint8_t* mask, uint8_t* dst, int width);
+// One byte a pixel: weight = mul(mul(m, 255 - blurred), strength), how far inside the person's
+// edge a pixel lies, scaled by the strength.
+template <bool Simd>
+void edgeWeight(const uint8_t* blurred, const uint8_t* mask, uint8_t* weight, int width,
+                uint32_t strength);
+// dst's colour drawn toward target's by the weight, lerp(target, dst, weight); dst keeps its
+// alpha.
+template <bool Simd>
+void lerpToward(const uint8_t* target, const uint8_t* weight, uint8_t* dst, int width);
 
 }  // namespace rows
 }  // namespace imageC

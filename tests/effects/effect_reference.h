@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Expected results of the segmentation effects, computed plainly: OpenCV for the morphology and
-// blurs, the per-pixel rules from the blend reference.
+// Driving the effects through the exported API, and their expected results computed plainly:
+// OpenCV for the morphology and blurs, the per-pixel rules from the blend reference.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <random>
+#include <string>
 
 #include <opencv2/imgproc.hpp>
 
 #include "imaging/reference.h"
+#include "kaz/filter_api.h"
 
 namespace kaztest {
 
@@ -46,6 +49,56 @@ inline cv::Mat Premultiplied(const cv::Mat& src, const cv::Mat& mask) {
 // A pre-multiplied layer laid over `base` at full strength.
 inline cv::Mat OverPremultiplied(const cv::Mat& layer, const cv::Mat& base) {
   return ref::blendImage(layer, base, 0, 255, true);
+}
+
+// Random colours; alpha a soft blob (a "person") over noise, so every mask value occurs.
+inline cv::Mat Source(int w, int h, unsigned seed = 1) {
+  std::mt19937 rng(seed);
+  cv::Mat src(h, w, CV_8UC4);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      cv::Vec4b& p = src.at<cv::Vec4b>(y, x);
+      for (int c = 0; c < 3; ++c) p[c] = static_cast<uint8_t>(rng());
+      const double dx = (x - w / 2.0) / (w / 3.0), dy = (y - h / 2.0) / (h / 2.5);
+      const double r = std::sqrt(dx * dx + dy * dy);
+      const int inside = r < 0.8 ? 255 : r > 1.2 ? 0 : static_cast<int>((1.2 - r) / 0.4 * 255);
+      p[3] = static_cast<uint8_t>(rng() % 7 == 0 ? rng() : inside);
+    }
+  }
+  return src;
+}
+
+inline void UseMaskFromChannel(int c) {
+  setenv("KAZ_DOUBLE_HUMANSEG_MASK", ("channel:" + std::to_string(c)).c_str(), 1);
+}
+
+// A filter made through the exported API, with the resources folder it is told.
+struct Filter {
+  explicit Filter(const char* guid, const char* resources = "/opt/res")
+      : f(CreateNLEAIEffectFilterFromGUID(guid, resources)) {}
+  ~Filter() { DeleteNLEAIEffectFilter(&f); }
+  void Set(const char* name, NLEParamValue v) {
+    const uint32_t kind = v.type;
+    NLEEffectFilterSetParameter(f, name, kind, v);
+  }
+  // Runs one frame into a destination with padded rows; returns the destination without padding.
+  cv::Mat Run(const cv::Mat& src, int dstChannels, uint8_t fill = 77, int32_t* result = nullptr) {
+    cv::Mat padded(src.rows, src.cols + 3, dstChannels == 4 ? CV_8UC4 : CV_8UC1,
+                   cv::Scalar::all(fill));
+    cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
+    const int32_t r = NLEEffectFilterTransformChannels(
+        f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
+        src.cols, src.rows, static_cast<int32_t>(src.step), dstChannels, 4, 4);
+    if (result) *result = r;
+    return dst.clone();
+  }
+  vorta::NLEEffectFilter* f;
+};
+
+inline int CountDifferent(const cv::Mat& a, const cv::Mat& b) {
+  cv::Mat diff;
+  cv::absdiff(a, b, diff);
+  return cv::countNonZero(diff.reshape(1));
 }
 
 }  // namespace kaztest

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "imaging/blend_rows.h"
 #include "imaging/blend_tables.h"
@@ -267,6 +268,46 @@ INSTANTIATE_TEST_SUITE_P(Rules, MaskRowKernel, ::testing::ValuesIn(kMaskKernels)
                          [](const ::testing::TestParamInfo<MaskKernel>& info) {
                            return std::string(info.param.name);
                          });
+
+// The light-wrap rows, vector and plain: every (mask, blurred) pair at edge strengths, and every
+// (target, colour) pair at edge weights with the alpha kept.
+TEST(LightWrapKernels, EveryOperandPairMatchesTheRule) {
+  std::vector<uint8_t> m(65536 + 3), e(65536 + 3), w(65536 + 3);
+  for (size_t i = 0; i < m.size(); ++i) {
+    m[i] = static_cast<uint8_t>(i >> 8);
+    e[i] = static_cast<uint8_t>(i);
+  }
+  for (uint32_t strength : {0u, 1u, 127u, 255u}) {
+    for (bool simd : {true, false}) {
+      (simd ? rows::edgeWeight<true> : rows::edgeWeight<false>)(e.data(), m.data(), w.data(),
+                                                                static_cast<int>(w.size()),
+                                                                strength);
+      for (size_t i = 0; i < w.size(); ++i)
+        ASSERT_EQ(w[i], ref::mul(ref::mul(m[i], 255 - e[i]), strength)) << i << " " << strength;
+    }
+  }
+  cv::Mat target = ref::edgyImage(1, 65536 + 3, 3), colour = ref::edgyImage(1, 65536 + 3, 4);
+  std::vector<uint8_t> k(colour.cols);
+  for (int i = 0; i < colour.cols; ++i) {
+    // Every (target, colour) pair in channel 0, the other channels at random.
+    target.ptr<uint8_t>()[4 * i] = static_cast<uint8_t>(i >> 8);
+    colour.ptr<uint8_t>()[4 * i] = static_cast<uint8_t>(i);
+  }
+  for (int weight : {0, 1, 128, 254, 255}) {
+    std::fill(k.begin(), k.end(), static_cast<uint8_t>(weight));
+    for (bool simd : {true, false}) {
+      cv::Mat out = colour.clone();
+      (simd ? rows::lerpToward<true> : rows::lerpToward<false>)(target.ptr<uint8_t>(), k.data(),
+                                                                out.ptr<uint8_t>(), out.cols);
+      for (int i = 0; i < out.cols; ++i) {
+        const uint8_t *t = target.ptr<uint8_t>() + 4 * i, *d = colour.ptr<uint8_t>() + 4 * i;
+        const uint8_t* o = out.ptr<uint8_t>() + 4 * i;
+        for (int c = 0; c < 3; ++c) ASSERT_EQ(o[c], ref::lerp(t[c], d[c], weight)) << i;
+        ASSERT_EQ(o[3], d[3]) << "alpha is kept";
+      }
+    }
+  }
+}
 
 // UBSan caught the vector mask load reading four mask bytes as a misaligned int.
 TEST(MaskBlendKernel, ReadsMaskBytesAtAnyAlignment) {

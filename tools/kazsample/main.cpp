@@ -11,6 +11,7 @@
 
 #include "failure.h"
 #include "kazsample/sample_clip.h"
+#include "kazsample/sequences.h"
 #include "media.h"
 
 #ifdef _WIN32
@@ -33,7 +34,8 @@ const char kUsage[] =
     "  --fps     frame rate (default 30)\n"
     "  --masks   also write the figure's masks as DIR/mask_00000.png, ...\n"
     "  --noise   sensor noise, standard deviation in 8-bit levels (default 3)\n"
-    "  --seed    picks the room's furnishing and the noise (default 1)\n";
+    "  --seed    picks the room's furnishing and the noise (default 1)\n"
+    "   or: kazsample --sequences DIR   the bundled picture sequences (snow, bokeh, sky)\n";
 
 [[noreturn]] void Fail(const std::string& message) {
   std::fprintf(stderr, "kazsample: %s\n", message.c_str());
@@ -144,6 +146,14 @@ void WriteClip(const Args& a) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 3 && std::string(argv[1]) == "--sequences") {
+    try {
+      kazsample::WriteSequences(argv[2]);
+    } catch (const std::exception& e) {
+      Fail(e.what());
+    }
+    return 0;
+  }
   const Args args = ParseArgs(argc, argv);
   try {
     WriteClip(args);
