@@ -41,6 +41,10 @@ class NLEHumanSegSequenceFrame : public vorta::NLEAIEffectFilter {
  private:
   void ReadGroup(const char* prefix, Group& g);
   void ReadParameters();
+  // `layer` placed on a canvas of its size: the layer itself at the identity placement (the
+  // same bytes as drawing it) when `shareable`, else `buffer` cleared and drawn into.
+  static cv::Mat Placed(const cv::Mat& layer, const vorta::LayerTransform& t, cv::Mat& buffer,
+                        bool shareable);
   // The frame of a sequence for this frame, or an empty image for an empty path.
   cv::Mat Sequence(const std::string& path, cv::Size canvas) const;
 
@@ -48,6 +52,7 @@ class NLEHumanSegSequenceFrame : public vorta::NLEAIEffectFilter {
   std::string middlePath_, forePath_, backPath_;
   vorta::PersonMask person_;
   std::string resourceDir_;
+  cv::Mat cutOut_, P_, M_, F_;  // kept: reused on every frame
 };
 
 void NLEHumanSegSequenceFrame::ReadGroup(const char* prefix, Group& g) {
@@ -78,6 +83,21 @@ cv::Mat NLEHumanSegSequenceFrame::Sequence(const std::string& path, cv::Size can
                                                    CurrentTime(), canvas);
 }
 
+cv::Mat NLEHumanSegSequenceFrame::Placed(const cv::Mat& layer, const vorta::LayerTransform& t,
+                                         cv::Mat& buffer, bool shareable) {
+  const bool identity =
+      t.x == 0 && t.y == 0 && t.scaleX == 1 && t.scaleY == 1 && std::fabs(t.rotation) < 1e-6;
+  if (identity && shareable) return layer;
+  if (identity) {
+    layer.copyTo(buffer);
+    return buffer;
+  }
+  buffer.create(layer.size(), CV_8UC4);
+  buffer.setTo(cv::Scalar::all(0));
+  vorta::DrawLayer(layer, t, buffer);
+  return buffer;
+}
+
 int32_t NLEHumanSegSequenceFrame::Transform(unsigned char* dst, int32_t, int32_t, int32_t dstStride,
                                             unsigned char*, int32_t, int32_t, int32_t,
                                             const unsigned char* src, int32_t srcWidth,
@@ -92,19 +112,22 @@ int32_t NLEHumanSegSequenceFrame::Transform(unsigned char* dst, int32_t, int32_t
   cv::Mat mask;
   if (!person_.Run(frame.source, vorta::EdgeSizes{0, 1, 1}, mask, &frame.destination)) return 0;
 
-  // The person with pre-multiplied alpha, as the stacking below expects.
-  cv::Mat cutOut(canvas, CV_8UC4);
-  imageC::maskBlend(frame.source, mask, cutOut);
+  // The person with pre-multiplied alpha, as the stacking below expects. The canvases are kept
+  // from frame to frame: fresh 8 MB buffers would page-fault on every 1080p frame.
+  cutOut_.create(canvas, CV_8UC4);
+  imageC::maskBlend(frame.source, mask, cutOut_);
   const cv::Mat middle = Sequence(middlePath_, canvas), fore = Sequence(forePath_, canvas);
-  cv::Mat back = Sequence(backPath_, canvas);
   // Without a background sequence the frame itself is the background.
-  back = back.empty() ? frame.source.clone() : back.clone();
+  const cv::Mat back = Sequence(backPath_, canvas);
 
-  cv::Mat P = cv::Mat::zeros(canvas, CV_8UC4), M = cv::Mat::zeros(canvas, CV_8UC4),
-          F = cv::Mat::zeros(canvas, CV_8UC4);
-  vorta::DrawLayer(cutOut, human_.t, P);
-  if (!middle.empty()) vorta::DrawLayer(middle, middle_.t, M);
-  if (!fore.empty()) vorta::DrawLayer(fore, fore_.t, F);
+  cv::Mat P = Placed(cutOut_, human_.t, P_, true);
+  cv::Mat M = middle.empty() ? cv::Mat() : Placed(middle, middle_.t, M_, false);
+  if (M.empty()) {
+    M_.create(canvas, CV_8UC4);
+    M_.setTo(cv::Scalar::all(0));
+    M = M_;
+  }
+  const cv::Mat F = fore.empty() ? cv::Mat() : Placed(fore, fore_.t, F_, true);
 
   for (const auto& [layer, alpha] : {std::pair{&P, human_.alpha}, {&M, middle_.alpha}}) {
     // In single precision, so 50 gives 127 and 60 gives 152.
@@ -115,10 +138,18 @@ int32_t NLEHumanSegSequenceFrame::Transform(unsigned char* dst, int32_t, int32_t
   // The foreground's alpha is an opacity of the stacking, not a fade of its own; taken as a
   // double then a float, so 60 is 0.6f and gives strength 153.
   const float foreOpacity = static_cast<float>(Percent(fore_.alpha) * 0.01);
-  imageC::blendLayer(F, P, P, &kWholeCanvas, imageC::Normal, foreOpacity, true, false, 0);
+  // A cleared foreground would change nothing: every pixel has alpha 0.
+  if (!F.empty())
+    imageC::blendLayer(F, P, P, &kWholeCanvas, imageC::Normal, foreOpacity, true, false, 0);
   imageC::blendLayer(P, M, M, &kWholeCanvas, imageC::Normal, 1.0f, true, false, 0);
-  imageC::blendLayer(M, back, back, &kWholeCanvas, imageC::Normal, 1.0f, true, false, 0);
-  back.copyTo(frame.destination);
+  // The stack lands straight in the destination; the source is no longer read.
+  if (!back.empty()) {
+    back.copyTo(frame.destination);
+  } else {
+    vorta::PassThrough(frame.source, frame.destination);  // may be the same buffer
+  }
+  imageC::blendLayer(M, frame.destination, frame.destination, &kWholeCanvas, imageC::Normal, 1.0f,
+                     true, false, 0);
   return 0;
 }
 
