@@ -9,7 +9,9 @@
   X("D4BFB781-5506-494C-B9AB-738D79814B60", CHumanSegmentationHighAccMask) \
   X("EE6BC05B-DD9B-4154-9E03-00740D1CA060", CHumanSegmentationHair)        \
   X("7208B311-D2F9-456D-B556-CFA222B130B7", CHumanSegmentationCapture)     \
-  X("1AEA14C6-59BC-491F-A1D1-EB02009706B7", CHumanSegmentationCaptureBlur)
+  X("1AEA14C6-59BC-491F-A1D1-EB02009706B7", CHumanSegmentationCaptureBlur) \
+  X("AD36FDCA-6B5E-4399-8625-DE97EBF12E41", CHumanFaceInfoDetect)          \
+  X("02E5BBF3-8C49-4392-9B0F-5B72E56FC762", CHumanHuamnPoseEstimation)
 
 #define KAZ_DECLARE_MAKER(guid, Class) vorta::NLEEffectFilter* Make##Class(vorta::FilterInfoPtr);
 KAZ_EFFECTS(KAZ_DECLARE_MAKER)
