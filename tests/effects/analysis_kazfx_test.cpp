@@ -97,7 +97,8 @@ TEST_F(KazfxData, PoseLinesAndRefusals) {
 
   run = RunKazfx({"list", "--json"});
   ASSERT_EQ(run.status, 0) << run.err;
-  for (const nlohmann::json& effect : nlohmann::json::parse(run.out).at("effects")) {
+  const nlohmann::json listed = nlohmann::json::parse(run.out);
+  for (const nlohmann::json& effect : listed.at("effects")) {
     const bool analysis = effect.at("guid") == "AD36FDCA-6B5E-4399-8625-DE97EBF12E41" ||
                           effect.at("guid") == "02E5BBF3-8C49-4392-9B0F-5B72E56FC762";
     EXPECT_EQ(effect.at("analysis"), analysis) << effect.at("name");
