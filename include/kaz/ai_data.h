@@ -49,13 +49,15 @@ class KAZAiDataReceiver : public AIDATA::BaseAIDATA {
   virtual void ReceiveGrayImage(const unsigned char* pixels, int32_t width, int32_t height,
                                 int32_t stride) = 0;
   virtual void Reserved6() {}
-  // Slot 7. Face analysis results, flattened.
+  // Slot 7. Face analysis results, flattened (format in kaz/ai_results.h); once per frame in
+  // which faces were found.
   virtual void ReceiveFaceData(const unsigned char* bytes, uint32_t length) {
     (void)bytes, (void)length;
   }
   virtual void Reserved8() {}
   virtual void Reserved9() {}
-  // Slot 10. Body pose results, flattened.
+  // Slot 10. Body pose results, flattened (format in kaz/ai_results.h); once per successful
+  // frame, with zero bytes (and a null pointer) when nobody was found.
   virtual void ReceivePoseData(const unsigned char* bytes, uint32_t length) {
     (void)bytes, (void)length;
   }

@@ -9,6 +9,8 @@
   X("D4BFB781-5506-494C-B9AB-738D79814B60", CHumanSegmentationHighAccMask) \
   X("EE6BC05B-DD9B-4154-9E03-00740D1CA060", CHumanSegmentationHair)        \
   X("7208B311-D2F9-456D-B556-CFA222B130B7", CHumanSegmentationCapture)     \
+  X("02E5BBF3-8C49-4392-9B0F-5B72E56FC762", CHumanHuamnPoseEstimation)    \
+  X("AD36FDCA-6B5E-4399-8625-DE97EBF12E41", CHumanFaceInfoDetect)         \
   X("496B0B93-9A49-4280-BB77-E939E2D51139", CHumanSegmentationBackChange)  \
   X("1AEA14C6-59BC-491F-A1D1-EB02009706B7", CHumanSegmentationCaptureBlur) \
   X("3092F414-FEBF-4389-BEDE-7DB1C98B9734", NLEHumanSegSequenceFrame)

@@ -7,6 +7,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "analysis_data.h"
 #include "commands.h"
 #include "console.h"
 #include "failure.h"
@@ -22,7 +23,8 @@ const char* const kMaskSwitch = kKAZNeedGrayImageName;
 
 const char kUsage[] =
     "usage: kazfx apply --effect NAME|GUID [--param NAME=VALUE]... [--resources DIR]\n"
-    "                   [--start N] [--frames N] [--fps F] [--mask PATH] [--quiet]\n"
+    "                   [--start N] [--frames N] [--fps F] [--mask PATH]\n"
+    "                   [--data FILE.jsonl [--draw]] [--quiet]\n"
     "                   INPUT OUTPUT\n"
     "\n"
     "Runs one effect over every frame of INPUT and writes OUTPUT.\n"
@@ -42,6 +44,9 @@ const char kUsage[] =
     "  --mask PATH         also write the person mask a segmentation effect sends to the\n"
     "                      host (a folder, a video or an image, as OUTPUT); turns the\n"
     "                      effect's \"need gray Image\" on unless --param sets it\n"
+    "  --data FILE.jsonl   with an analysis effect (kazfx list marks them): one JSON line\n"
+    "                      per frame with the faces or people it found (docs/kazfx.md)\n"
+    "  --draw              also draw those points and boxes over OUTPUT's frames\n"
     "  --quiet             no progress bar and no summary line\n"
     "  --resources DIR     the resources folder the plug-in scans (default: the project's)\n"
     "  --plugin PATH       the plug-in file (default: kazAiFilterPlugin.kaz beside kazfx)\n"
@@ -83,9 +88,9 @@ bool SamePath(const std::string& a, const std::string& b) {
 
 // What the command line asks for, checked before the plug-in is loaded.
 struct Request {
-  std::string input, output, maskOutput;
+  std::string input, output, maskOutput, dataOutput;
   MediaKind outputKind = MediaKind::kFolder, maskKind = MediaKind::kFolder;
-  bool mask = false, quiet = false;
+  bool mask = false, quiet = false, data = false, draw = false;
   int64_t start = 0, frames = -1;  // -1: to the end
   double fps = 0;                  // 0: the clip's own, else 25
 };
@@ -117,6 +122,16 @@ Request ParseRequest(const Options& options) {
     r.maskKind = OutputKind(r.maskOutput);
     if (SamePath(r.input, r.maskOutput) || r.maskOutput == r.output) {
       UsageError("--mask needs a path of its own");
+    }
+  }
+  r.data = options.Has("data");
+  r.draw = options.Has("draw");
+  if (r.draw && !r.data) UsageError("--draw needs --data FILE.jsonl");
+  if (r.data) {
+    r.dataOutput = options.Value("data");
+    if (SamePath(r.input, r.dataOutput) || r.dataOutput == r.output ||
+        (r.mask && r.dataOutput == r.maskOutput)) {
+      UsageError("--data needs a path of its own");
     }
   }
   return r;
@@ -221,11 +236,21 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
     maskSink = OpenSink(request.maskOutput, request.maskKind, plan.fps, frame.size());
   InstallInterruptHandler();
 
-  MaskReceiver receiver;
+  std::unique_ptr<DataWriter> data;
+  if (request.data) {
+    if (!IsAnalysisEffect(effect.guid)) {
+      UsageError(effect.name +
+                 " is not an analysis effect: --data needs one (kazfx list marks "
+                 "them)");
+    }
+    data = std::make_unique<DataWriter>(request.dataOutput, effect.guid == kKAZFaceInfoEffectGUID,
+                                        effect.guid == kKAZPoseEffectGUID);
+  }
+  DataReceiver receiver;
   RenderContext context;
   context.SetTiming(plan.count >= 0 ? plan.count : 0, FrameRateRational(plan.fps));
   context.SetParams(&params);
-  if (maskSink) context.SetReceiver(&receiver);
+  if (maskSink || data) context.SetReceiver(&receiver);
   EffectHandle handle = host.Create(effect.guid);
   const int total = plan.total > 0 ? static_cast<int>(plan.total) : 0;
   Progress progress(total, !request.quiet && StderrIsTerminal());
@@ -239,24 +264,33 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
     receiver.Clear();
     changed |= RenderFrame(*handle, effect, host.Util(), context, number, frame, destination,
                            &effectSeconds);
+    if (data) {
+      if (receiver.Malformed() > 0) {
+        RunError(effect.name + " sent data kazfx cannot read for frame " + std::to_string(number) +
+                 "; nothing was written");
+      }
+      data->Write(number, receiver);
+      if (request.draw) DrawData(destination, receiver);
+    }
     sink->Write(destination, number);
     if (maskSink) {
-      if (!receiver.Received()) {
+      if (!receiver.Mask().Received()) {
         RunError(effect.name + " sent no mask for frame " + std::to_string(number) +
                  "; nothing was written");
       }
-      maskSink->Write(receiver.Mask(), number);
+      maskSink->Write(receiver.Mask().Mask(), number);
     }
     progress.Update(++done);
     if (done == plan.total || !plan.source->Read(&frame)) break;
   }
   handle.reset();
   if (maskSink) maskSink->Commit();
+  if (data) data->Commit();
   sink->Commit();
   progress.Finish();
   // The plug-in passes frames through when its AI runtime fails and may say so only in
   // progress lines; a clip that came out untouched is worth a word.
-  if (!changed) {
+  if (!changed && !data) {
     Console::Get().Line("kazfx: warning: " + effect.name +
                         " changed no pixel of any frame; if that is unexpected, --verbose shows "
                         "what the plug-in said");
@@ -273,10 +307,11 @@ void RenderClip(PluginHost& host, const EffectDecl& effect,
 
 int RunApply(const std::vector<std::string>& args) {
   std::vector<OptionRule> rules = kHostOptions;
-  for (const char* name : {"effect", "param", "start", "frames", "fps", "mask"}) {
+  for (const char* name : {"effect", "param", "start", "frames", "fps", "mask", "data"}) {
     rules.push_back({name, true});
   }
   rules.push_back({"quiet", false});
+  rules.push_back({"draw", false});
   const Options options("apply", rules, args);
   if (options.Help()) {
     std::fputs(kUsage, stdout);

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "analysis_data.h"
 #include "commands.h"
 #include "failure.h"
 #include "values.h"
@@ -98,6 +99,7 @@ nlohmann::ordered_json EffectJson(const EffectDecl& effect) {
           {"flags", effect.flags},
           {"transition", IsTransition(effect.flags)},
           {"dynamic", (effect.flags & kKAZEffectFlagDynamic) != 0},
+          {"analysis", IsAnalysisEffect(effect.guid)},
           {"parameters", std::move(params)}};
 }
 
@@ -109,9 +111,11 @@ void PrintText(const PluginHost& host, const HostSettings& settings) {
   std::printf("plug-in:   %s\nresources: %s\n", settings.pluginPath.c_str(),
               settings.resourcesDir.c_str());
   for (const EffectDecl& effect : host.Effects()) {
-    std::printf("\n%s\n  GUID %s%s%s\n", effect.name.c_str(), effect.guid.c_str(),
-                IsTransition(effect.flags) ? ", transition" : "",
-                (effect.flags & kKAZEffectFlagDynamic) ? ", dynamic" : "");
+    std::printf(
+        "\n%s\n  GUID %s%s%s%s\n", effect.name.c_str(), effect.guid.c_str(),
+        IsTransition(effect.flags) ? ", transition" : "",
+        (effect.flags & kKAZEffectFlagDynamic) ? ", dynamic" : "",
+        IsAnalysisEffect(effect.guid) ? ", analysis (apply --data writes what it finds)" : "");
     for (const ParamDecl& decl : effect.params) {
       std::string kind = KindName(decl.kind);
       if (decl.control != ParamControl::kPlain)

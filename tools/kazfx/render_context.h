@@ -41,7 +41,7 @@ class MaskReceiver final : public KAZAiDataReceiver {
 
 // What kazfx offers an effect for one frame: the frame number, the clip's length and rate,
 // the parameters the user set (the effect keeps its defaults for the rest), the source and a
-// destination. No auxiliary image is offered; a mask receiver is lent when one is set.
+// destination. No auxiliary image is offered; a receiver is lent when one is set.
 class RenderContext final : public KAZRenderContext {
  public:
   void SetTiming(int32_t totalFrames, Rational rate) {
@@ -51,7 +51,7 @@ class RenderContext final : public KAZRenderContext {
   // Keyed by declared name; must outlive the context's use.
   void SetParams(const std::map<std::string, ParamSetting>* params) { params_ = params; }
   // Lent as "ObjectAiDataTransferPtr" on every frame; null lends nothing.
-  void SetReceiver(MaskReceiver* receiver) { receiver_ = receiver; }
+  void SetReceiver(KAZAiDataReceiver* receiver) { receiver_ = receiver; }
   void SetFrame(int32_t number, cv::Mat* source, cv::Mat* destination) {
     current_ = number;
     source_.Set(source);
@@ -71,7 +71,7 @@ class RenderContext final : public KAZRenderContext {
   int32_t total_ = 0;
   Rational rate_{25, 1};
   const std::map<std::string, ParamSetting>* params_ = nullptr;
-  MaskReceiver* receiver_ = nullptr;
+  KAZAiDataReceiver* receiver_ = nullptr;
   HostImage source_, destination_;
 };
 

@@ -420,8 +420,9 @@ QUORIN_API int32_t QuorinWiper(void* instance, const QuorinFrame* input, QuorinF
 
 QUORIN_API int32_t QuorinWiperDestroy(void* instance) { return Destroy(instance); }
 
-/* The landmark modules have no wrappers yet: stubs under their names are enough to bind against,
- * and nothing calls them. */
+/* The landmark modules' own double is tests/effects/doubles/analysis_double.c; here stubs under
+ * their names are enough to bind against. */
+#ifndef KAZ_DOUBLE_LANDMARKS_ELSEWHERE
 #define KAZ_STUB(name) \
   QUORIN_API int32_t name(void) { return 1; }
 KAZ_STUB(QuorinPipelineFaceLandmarksV2Create)
@@ -434,3 +435,4 @@ KAZ_STUB(QuorinHumanLandmarksProcess)
 KAZ_STUB(QuorinHumanLandmarksOutputRelease)
 KAZ_STUB(QuorinHumanLandmarksDestroy)
 KAZ_STUB(QuorinHumanLandmarksStatusReset)
+#endif

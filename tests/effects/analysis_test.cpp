@@ -1,0 +1,447 @@
+// SPDX-License-Identifier: MIT
+// Face info ("AD36FDCA-6B5E-4399-8625-DE97EBF12E41") and pose
+// ("02E5BBF3-8C49-4392-9B0F-5B72E56FC762") through the exported filter API, with doubles whose
+// output is a known function of the frame size (tests/effects/doubles/analysis_double.c). Every
+// expected blob is written here from that function and the blob layout, byte by byte.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include <opencv2/core.hpp>
+
+#include "ai/doubles/double_probe.h"
+#include "ai/module_symbols.h"
+#include "ai/platform.h"
+#include "doubles/analysis_probe.h"
+#include "framework/param_value.h"
+#include "framework/shared_ai_objects.h"
+#include "kaz/ai_results.h"
+#include "kaz/filter_api.h"
+#include "support/test_support.h"
+
+namespace {
+
+constexpr char kFace[] = "AD36FDCA-6B5E-4399-8625-DE97EBF12E41";
+constexpr char kPose[] = "02E5BBF3-8C49-4392-9B0F-5B72E56FC762";
+constexpr char kBadOutput[] = "%s: the runtime answered with %s; the frame has no result\n";
+using Blob = std::vector<uint8_t>;
+
+// The double's behaviour for the next calls; unset variables take the double's defaults.
+void Steer(const std::map<std::string, std::string>& env) {
+  for (const char* name : {"KAZ_DOUBLE_COUNT", "KAZ_DOUBLE_POINTS", "KAZ_DOUBLE_OUTPUT",
+                           "KAZ_DOUBLE_STATUS", "KAZ_DOUBLE_CREATE", "KAZ_DOUBLE_DELAY_US"}) {
+    unsetenv(name);
+  }
+  for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
+}
+
+template <class Stats, class Binding>
+Stats Probe(const std::shared_ptr<Binding>& binding, const char* name) {
+  Stats stats{};
+  auto get =
+      reinterpret_cast<void (*)(Stats*)>(kaz::platform::FindSymbol(binding->ModuleHandle(), name));
+  if (get != nullptr) get(&stats);
+  return stats;
+}
+KazModuleDoubleStats FaceModule() {
+  return Probe<KazModuleDoubleStats>(THIRD_LIBRARY_IMPORT::GetQuorinHumanFaceInfoSymbols(),
+                                     "KazModuleDoubleStatsGet");
+}
+KazModuleDoubleStats PoseModule() {
+  return Probe<KazModuleDoubleStats>(THIRD_LIBRARY_IMPORT::GetQuorinHumanPoseSymbols(),
+                                     "KazModuleDoubleStatsGet");
+}
+KazAnalysisDoubleStats FaceExtra() {
+  return Probe<KazAnalysisDoubleStats>(THIRD_LIBRARY_IMPORT::GetQuorinHumanFaceInfoSymbols(),
+                                       "KazAnalysisDoubleStatsGet");
+}
+KazAnalysisDoubleStats PoseExtra() {
+  return Probe<KazAnalysisDoubleStats>(THIRD_LIBRARY_IMPORT::GetQuorinHumanPoseSymbols(),
+                                       "KazAnalysisDoubleStatsGet");
+}
+
+struct Writer {
+  Blob b;
+  void U8(int v) { b.push_back(static_cast<uint8_t>(v)); }
+  void I32(int64_t v) {
+    for (int i = 0; i < 4; ++i) U8(static_cast<int>((v >> (8 * i)) & 0xFF));
+  }
+  void F32(float f) {
+    uint32_t u;
+    std::memcpy(&u, &f, 4);
+    I32(u);
+  }
+};
+
+// The double's faces on a processed frame of w x h, as the face blob carries them.
+Blob FaceBlob(int w, int h, int n) {
+  Writer out;
+  out.I32(n);
+  for (int i = 0; i < n; ++i) {
+    out.U8(0xA0 + i);  // byte 993 first, then 992
+    out.U8(0xB0 + i);
+    for (int base : {0x21, 0x11, 0x31}) {  // bytes 1008.., 1000.., 1016..
+      for (int j = 0; j < 8; ++j) out.U8(base + j + 0x40 * i);
+    }
+    out.F32(static_cast<float>(w / 8 + i) / static_cast<float>(w));
+    out.F32(static_cast<float>(h / 8 + i) / static_cast<float>(h));
+    out.F32(static_cast<float>(w / 2) / static_cast<float>(w));
+    out.F32(static_cast<float>(h / 2) / static_cast<float>(h));
+    out.I32(106);
+    for (int k = 0; k < 106; ++k) {
+      out.F32((k + 1 + i) / 128.0f);  // the same fraction at every frame size
+      out.F32((106 - k) / 128.0f);
+    }
+    out.I32(0);
+    out.I32(106);
+    for (int k = 0; k < 106; ++k) out.F32((k + i) % 3 == 0 ? 0.0f : 1.0f);
+  }
+  return out.b;
+}
+
+// n people of c points on a w x h frame: all with the first person's points.
+Blob PoseBlob(int w, int h, int n, int c) {
+  Writer out;
+  if (n < 1) return out.b;
+  out.I32(n);
+  for (int p = 0; p < n; ++p) {
+    out.I32(c);
+    for (int k = 0; k < c; ++k) {
+      out.F32(2.0f * (k + 1) / static_cast<float>(w));
+      out.F32(3.0f * (k + 1) / static_cast<float>(h));
+      out.I32(p);
+    }
+  }
+  return out.b;
+}
+
+class Recorder : public KAZAiDataReceiver {
+ public:
+  void ReceiveGrayImage(const unsigned char*, int32_t, int32_t, int32_t) override { gray++; }
+  void ReceiveFaceData(const unsigned char* b, uint32_t n) override {
+    faces.emplace_back(b, b + n);
+  }
+  void ReceivePoseData(const unsigned char* b, uint32_t n) override {
+    poses.emplace_back(b, b + n);
+  }
+  int gray = 0;
+  std::vector<Blob> faces, poses;
+};
+
+struct Filter {
+  explicit Filter(const char* guid, Recorder* to = nullptr)
+      : f(CreateNLEAIEffectFilterFromGUID(guid, "/opt/res")) {
+    if (to != nullptr) {
+      NLEEffectFilterSetParameter(f, kKAZAiDataTransferName, 7,
+                                  vorta::MakePointerValue(static_cast<AIDATA::BaseAIDATA*>(to)));
+    }
+  }
+  ~Filter() { DeleteNLEAIEffectFilter(&f); }
+  // One frame into a destination with padded rows filled with `fill`; the result code in `rc`.
+  cv::Mat Run(const cv::Mat& src, int32_t* rc, uint8_t fill = 77) {
+    cv::Mat padded(src.rows, src.cols + 5, CV_8UC4, cv::Scalar::all(fill));
+    cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
+    *rc = NLEEffectFilterTransform(f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step),
+                                   nullptr, 0, 0, 0, src.data, src.cols, src.rows,
+                                   static_cast<int32_t>(src.step));
+    return dst.clone();
+  }
+  std::shared_ptr<AIDATA::BaseAIDATA> Held() {
+    std::shared_ptr<AIDATA::BaseAIDATA> held;
+    EXPECT_EQ(NLEEffectFilterGetAIResData(f, &held), 0);
+    return held;
+  }
+  vorta::NLEEffectFilter* f;
+};
+
+cv::Mat Frame(int w, int h) {
+  cv::Mat m(h, w, CV_8UC4);
+  cv::randu(m, 0, 256);
+  return m;
+}
+
+bool Same(const cv::Mat& a, const cv::Mat& b) { return cv::norm(a, b, cv::NORM_INF) == 0; }
+
+TEST(Analysis, FailedCreationIsRetriedAndFramesPassMeanwhile) {
+  vorta::SharedAiObjects::ReleaseAll();
+  Steer({{"KAZ_DOUBLE_CREATE", "fail"}});
+  const cv::Mat src = Frame(40, 30);
+  Filter face(kFace), pose(kPose);
+  const int faceCreates = FaceModule().createCalls, poseCreates = PoseModule().createCalls;
+  int32_t rc = 0;
+  for (int frame = 0; frame < 2; ++frame) {
+    EXPECT_TRUE(Same(face.Run(src, &rc), src));
+    EXPECT_EQ(rc, 1);
+    EXPECT_EQ(cv::countNonZero(pose.Run(src, &rc).reshape(1) != 77), 0) << "left as given";
+    EXPECT_EQ(rc, 1);
+  }
+  EXPECT_EQ(FaceModule().createCalls - faceCreates, 2);
+  EXPECT_EQ(PoseModule().createCalls - poseCreates, 2);
+  Steer({});
+  face.Run(src, &rc);
+  EXPECT_EQ(rc, 0);
+  pose.Run(src, &rc);
+  EXPECT_EQ(rc, 0);
+
+  // What creation was given.
+  const std::string models = "/opt/res/kaz_effect/plugin/AiModel/";
+  const KazAnalysisDoubleStats f = FaceExtra(), p = PoseExtra();
+  EXPECT_EQ(std::string(f.paths[0]),
+            models + "facedetector/RQ_FaceDetector_x86_Openvino_v1.0.0.0.model");
+  EXPECT_EQ(std::string(f.paths[1]),
+            models + "face_landmarks/RQ_FaceLandmarks_CPU_Openvino_FP32_3.0.0.0.model");
+  EXPECT_EQ(std::string(f.paths[2]),
+            models + "face_visibility/RQ_FaceVisibility_Online_Openvino_CPU_FP32_1.0.0.0.model");
+  EXPECT_EQ(std::string(f.paths[3]),
+            models + "face_pose_estimator/RQ_FacePoseEstimator_Net_Binary_1.0.0.0.model");
+  EXPECT_EQ(std::string(p.paths[0]),
+            models + "human_landmarks/RQ_HumanLandmarks_CPU_Openvino_Int32_1.0.0.0.model");
+  EXPECT_TRUE(f.slotsGiven);
+  EXPECT_FALSE(f.integrationGiven || p.integrationGiven);
+  ASSERT_EQ(f.deviceCount, 3);
+  ASSERT_EQ(p.deviceCount, 1);
+  for (const QuorinDeviceEntry& d : {f.devices[0], f.devices[1], f.devices[2], p.devices[0]}) {
+    EXPECT_EQ(std::vector<int>({d.deviceType, d.reserved, d.threads, d.count}),
+              std::vector<int>({KAZ_DOUBLE_DEVICE_TYPE, 0, 4, 1}));
+  }
+}
+
+struct FaceCase {
+  int w, h, faces;
+  bool shrunk;
+};
+
+class FaceInfo : public ::testing::TestWithParam<FaceCase> {};
+
+TEST_P(FaceInfo, BlobAndResultDescribeTheFacesOfTheProcessedFrame) {
+  const FaceCase c = GetParam();
+  Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.faces)}});
+  const cv::Mat src = Frame(c.w, c.h);
+  Recorder recorder;
+  Filter filter(kFace, &recorder);
+  const int w = c.shrunk ? cvRound(c.w * 0.4) : c.w, h = c.shrunk ? cvRound(c.h * 0.4) : c.h;
+  const Blob expected = FaceBlob(w, h, c.faces);
+  if (c.faces == 1) {
+    EXPECT_EQ(expected.size(), 1330u);
+  }
+  for (int frame = 1; frame <= 2; ++frame) {
+    int32_t rc = -1;
+    EXPECT_TRUE(Same(filter.Run(src, &rc), src));
+    EXPECT_EQ(rc, 0);
+    ASSERT_EQ(recorder.faces.size(), static_cast<size_t>(frame)) << "one push per frame";
+    EXPECT_EQ(recorder.faces.back(), expected);
+  }
+  EXPECT_EQ(FaceModule().lastInput.width, w);
+  EXPECT_EQ(FaceModule().lastInput.height, h);
+  EXPECT_EQ(FaceExtra().outstanding, 0) << "every output released";
+
+  auto held = std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(filter.Held());
+  ASSERT_TRUE(held);
+  ASSERT_EQ(held->faces.size(), static_cast<size_t>(c.faces));
+  const AIDATA::HumanFaceInfo& last = held->faces.back();
+  const int i = c.faces - 1;
+  EXPECT_EQ(last.flagA, 0xA0 + i);
+  EXPECT_EQ(last.flagB, 0xB0 + i);
+  uint8_t bits[8];
+  std::memcpy(bits, &last.valueA, 8);
+  EXPECT_EQ(bits[7], 0x21 + 7 + 0x40 * i);
+  ASSERT_EQ(last.landmarks.size(), 106u);
+  EXPECT_EQ(last.landmarks[105].x, (106 + i) / 128.0f);
+  EXPECT_EQ(last.visibility[1], (1 + i) % 3 == 0 ? 0.0f : 1.0f);
+}
+
+INSTANTIATE_TEST_SUITE_P(Effects, FaceInfo,
+                         ::testing::Values(FaceCase{64, 48, 1, false},
+                                           FaceCase{1919, 1079, 2, false},
+                                           FaceCase{1920, 1079, 1, true},
+                                           FaceCase{1919, 1080, 2, true}));
+
+struct BadCase {
+  const char* name;
+  std::map<std::string, std::string> env;
+  bool logged;  // a level-4 line: the runtime's answer cannot be read
+};
+void PrintTo(const BadCase& c, std::ostream* os) { *os << c.name; }
+
+class FaceFailure : public ::testing::TestWithParam<BadCase> {};
+
+TEST_P(FaceFailure, FrameFailsWithoutResultOrPush) {
+  Steer(GetParam().env);
+  const cv::Mat src = Frame(48, 40);
+  Recorder recorder;
+  Filter filter(kFace, &recorder);
+  kaztest::LogCapture log;
+  int32_t rc = 0;
+  EXPECT_TRUE(Same(filter.Run(src, &rc), src));
+  EXPECT_EQ(rc, 1);
+  EXPECT_TRUE(recorder.faces.empty());
+  EXPECT_FALSE(filter.Held());
+  int errors = 0;
+  for (const auto& line : log.Lines()) errors += line.level == 4;
+  EXPECT_EQ(errors, GetParam().logged ? 1 : 0);
+  EXPECT_EQ(log.CountFormat(kBadOutput, 4), GetParam().logged ? 1 : 0);
+  EXPECT_EQ(FaceExtra().outstanding, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Effects, FaceFailure,
+    ::testing::Values(
+        BadCase{"NoFace", {{"KAZ_DOUBLE_COUNT", "0"}}, false},
+        BadCase{"NegativeCount", {{"KAZ_DOUBLE_COUNT", "-3"}}, true},
+        BadCase{"NullOutput", {{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_OUTPUT", "null"}}, true},
+        BadCase{"AbsurdCount", {{"KAZ_DOUBLE_COUNT", "4097"}}, true}),
+    [](const ::testing::TestParamInfo<BadCase>& info) { return info.param.name; });
+
+struct PoseCase {
+  int people, points;
+};
+
+class Pose : public ::testing::TestWithParam<PoseCase> {};
+
+TEST_P(Pose, EveryoneTakesTheFirstPersonsPointsWithTheirOwnScores) {
+  const PoseCase c = GetParam();
+  Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.people)},
+         {"KAZ_DOUBLE_POINTS", std::to_string(c.points)}});
+  const cv::Mat src = Frame(1920, 1080);  // never shrunk
+  Recorder recorder;
+  Filter filter(kPose, &recorder);
+  int32_t rc = -1;
+  EXPECT_TRUE(Same(filter.Run(src, &rc), src));
+  EXPECT_EQ(rc, 0);
+  ASSERT_EQ(recorder.poses.size(), 1u) << "pushed also when nobody is there";
+  EXPECT_EQ(recorder.poses[0], PoseBlob(1920, 1080, c.people, c.points));
+  if (c.people == 1) {
+    EXPECT_EQ(recorder.poses[0].size(), 8u + 12u * c.points);
+  }
+  EXPECT_EQ(PoseExtra().outstanding, 0);
+
+  auto held = std::dynamic_pointer_cast<AIDATA::HumanPoseDatas>(filter.Held());
+  ASSERT_TRUE(held) << "held even when empty";
+  ASSERT_EQ(held->persons.size(), static_cast<size_t>(c.people));
+  for (int p = 0; p < c.people; ++p) {
+    const AIDATA::HumanPoseInfo& person = held->persons[p];
+    ASSERT_EQ(person.scores.size(), static_cast<size_t>(c.points));
+    for (int k = 0; k < c.points; ++k) {
+      EXPECT_EQ(person.points[k].x, held->persons[0].points[k].x);
+      EXPECT_EQ(person.points[k].y, held->persons[0].points[k].y);
+      EXPECT_EQ(person.scores[k], 0.5f + p + k / 1024.0f);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Effects, Pose,
+                         ::testing::Values(PoseCase{0, 33}, PoseCase{1, 0}, PoseCase{1, 17},
+                                           PoseCase{3, 33}));
+
+class PoseFailure : public ::testing::TestWithParam<BadCase> {};
+
+TEST_P(PoseFailure, UnreadableOutputFailsTheFrame) {
+  Steer(GetParam().env);
+  const cv::Mat src = Frame(48, 40);
+  Recorder recorder;
+  Filter filter(kPose, &recorder);
+  kaztest::LogCapture log;
+  int32_t rc = 0;
+  EXPECT_TRUE(Same(filter.Run(src, &rc), src));
+  EXPECT_EQ(rc, 1);
+  EXPECT_TRUE(recorder.poses.empty());
+  EXPECT_FALSE(filter.Held());
+  EXPECT_EQ(log.CountFormat(kBadOutput, 4), 1);
+  EXPECT_EQ(PoseExtra().outstanding, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Effects, PoseFailure,
+    ::testing::Values(
+        BadCase{"NegativeCount", {{"KAZ_DOUBLE_COUNT", "-1"}}, true},
+        BadCase{"NullOutput", {{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_OUTPUT", "null"}}, true},
+        BadCase{"AbsurdPointCount", {{"KAZ_DOUBLE_POINTS", "4097"}}, true}),
+    [](const ::testing::TestParamInfo<BadCase>& info) { return info.param.name; });
+
+TEST(Analysis, AFailedRunIsHeldButNotPushed) {
+  Steer({{"KAZ_DOUBLE_STATUS", "6"}});
+  Recorder recorder;
+  Filter face(kFace, &recorder), pose(kPose, &recorder);
+  int32_t rc = -1;
+  face.Run(Frame(16, 16), &rc);
+  EXPECT_EQ(rc, 1);
+  pose.Run(Frame(16, 16), &rc);
+  EXPECT_EQ(rc, 0) << "the pose effect answers 0 whenever it has a module";
+  EXPECT_TRUE(recorder.faces.empty() && recorder.poses.empty());
+  EXPECT_TRUE(std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(face.Held()));
+  EXPECT_TRUE(std::dynamic_pointer_cast<AIDATA::HumanPoseDatas>(pose.Held()));
+}
+
+TEST(Pose, TrackingIsResetOncePerSizeChange) {
+  Steer({});
+  Filter filter(kPose);
+  const int before = PoseExtra().resets;
+  int32_t rc;
+  // Sizes: first frame, same, height only, same, width only, back to the first.
+  for (const cv::Size size : {cv::Size(64, 48), cv::Size(64, 48), cv::Size(64, 50),
+                              cv::Size(64, 50), cv::Size(70, 50), cv::Size(64, 48)}) {
+    filter.Run(Frame(size.width, size.height), &rc);
+  }
+  EXPECT_EQ(PoseExtra().resets - before, 4);
+  EXPECT_EQ(PoseExtra().lastResetMode, 1);
+  EXPECT_EQ(PoseExtra().lastMode, 1);
+  EXPECT_EQ(PoseExtra().lastReserved, 0);
+}
+
+TEST(Analysis, AHeldResultOutlivesTheNextFrame) {
+  Steer({{"KAZ_DOUBLE_COUNT", "2"}});
+  Filter face(kFace), pose(kPose);
+  int32_t rc;
+  face.Run(Frame(64, 64), &rc);
+  pose.Run(Frame(64, 64), &rc);
+  const auto faces = std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(face.Held());
+  const auto people = std::dynamic_pointer_cast<AIDATA::HumanPoseDatas>(pose.Held());
+  ASSERT_TRUE(faces && people);
+  Steer({{"KAZ_DOUBLE_COUNT", "1"}});
+  face.Run(Frame(128, 64), &rc);
+  pose.Run(Frame(128, 64), &rc);
+  EXPECT_NE(face.Held(), faces);
+  EXPECT_EQ(faces->faces.size(), 2u) << "kept as it was";
+  EXPECT_EQ(faces->faces[1].box[0], (64 / 8 + 1) / 64.0f);
+  EXPECT_EQ(people->persons.size(), 2u);
+  EXPECT_EQ(people->persons[1].points[0].x, 2.0f / 64);
+  Steer({{"KAZ_DOUBLE_COUNT", "0"}});
+  face.Run(Frame(64, 64), &rc);
+  EXPECT_FALSE(face.Held()) << "a frame without faces releases the last result";
+}
+
+TEST(Analysis, FiltersOnSeveralThreadsNeverOverlapInTheModule) {
+  Steer({{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_DELAY_US", "2000"}});
+  const int faceOverlaps = FaceModule().overlaps, poseOverlaps = PoseModule().overlaps;
+  const int faceCalls = FaceModule().processCalls;
+  std::vector<std::vector<Blob>> faces(4), poses(4);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      Recorder recorder;
+      Filter face(kFace, &recorder), pose(kPose, &recorder);
+      const cv::Mat src = Frame(40 + 8 * t, 32);
+      int32_t rc;
+      for (int frame = 0; frame < 4; ++frame) {
+        face.Run(src, &rc);
+        pose.Run(src, &rc);
+      }
+      faces[t] = recorder.faces;
+      poses[t] = recorder.poses;
+    });
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(FaceModule().overlaps, faceOverlaps);
+  EXPECT_EQ(PoseModule().overlaps, poseOverlaps);
+  EXPECT_EQ(FaceModule().processCalls - faceCalls, 16);
+  for (int t = 0; t < 4; ++t) {
+    ASSERT_EQ(faces[t].size(), 4u);
+    ASSERT_EQ(poses[t].size(), 4u);
+    EXPECT_EQ(faces[t][3], FaceBlob(40 + 8 * t, 32, 2));
+    EXPECT_EQ(poses[t][3], PoseBlob(40 + 8 * t, 32, 2, 33));
+  }
+}
+
+}  // namespace
