@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "api/log.h"
@@ -61,7 +62,7 @@ void FillGradient(cv::Mat& colour, uint32_t start, uint32_t end, uint32_t direct
     for (int y = 0; y < h; ++y) {
       uint8_t* row = colour.ptr<uint8_t>(y);
       if (rows) {
-        for (int x = 0; x < w; ++x) std::memcpy(row + 4 * x, &line[4 * y], 3);
+        for (int x = 0; x < w; ++x) std::memcpy(row + 4 * x, &line[4 * y], 4);
       } else {
         std::memcpy(row, line.data(), 4 * static_cast<size_t>(w));
       }
@@ -75,13 +76,35 @@ void FillGradient(cv::Mat& colour, uint32_t start, uint32_t end, uint32_t direct
     base[i] = static_cast<float>(from[i]);
     diff[i] = static_cast<float>(to[i] - from[i]);
   }
+  // Below 2^24 the integer numerators convert to float exactly, lane by lane.
+  const bool lanes = static_cast<int64_t>(h) * h + static_cast<int64_t>(w) * w < (1 << 24);
   cv::parallel_for_(cv::Range(0, h), [&](const cv::Range& r) {
     for (int y = r.start; y < r.end; ++y) {
       const int64_t yy = fromBottom ? h - 1 - y : y;
       uint8_t* row = colour.ptr<uint8_t>(y);
-      for (int x = 0; x < w; ++x) {
+      int x = 0;
+#if CV_SIMD128
+      if (lanes) {
+        const cv::v_float32x4 vden = cv::v_setall_f32(den), v255 = cv::v_setall_f32(255.0f);
+        const cv::v_int32x4 step = cv::v_setall_s32(4 * w);
+        cv::v_int32x4 num(static_cast<int>(yy * h), static_cast<int>(yy * h + w),
+                          static_cast<int>(yy * h + 2 * w), static_cast<int>(yy * h + 3 * w));
+        for (; x <= w - 4; x += 4, num += step) {
+          const cv::v_float32x4 t = cv::v_cvt_f32(num) / vden;
+          cv::v_int32x4 packed = cv::v_setzero_s32();
+          for (int i = 0; i < 3; ++i) {
+            const cv::v_float32x4 v = cv::v_setall_f32(base[i]) + t * cv::v_setall_f32(diff[i]);
+            const cv::v_int32x4 c = cv::v_trunc(cv::v_min(cv::v_max(v, cv::v_setzero_f32()), v255));
+            packed = packed | (c << (8 * i));
+          }
+          cv::v_store(reinterpret_cast<int*>(row + 4 * x), packed);
+        }
+      }
+#endif
+      for (; x < w; ++x) {
         const float t = static_cast<float>(yy * h + static_cast<int64_t>(x) * w) / den;
         for (int i = 0; i < 3; ++i) row[4 * x + i] = store(base[i] + t * diff[i]);
+        row[4 * x + 3] = 0;
       }
     }
   });
@@ -165,10 +188,11 @@ int32_t NLEHumanBorderEffect::Transform(unsigned char* dst, int32_t, int32_t, in
     return 1;
   }
   cv::Mat person;
+  bool found = true;
   if (!person_.Get(AiDataTransferPointer(), frame.source, aux, auxWidth, auxHeight, auxStride,
-                   person))
+                   person, &found))
     return 1;
-  if (r == 0) {
+  if (r == 0 || !found) {
     vorta::PassThrough(frame.source, frame.destination);
     return 0;
   }
@@ -178,8 +202,8 @@ int32_t NLEHumanBorderEffect::Transform(unsigned char* dst, int32_t, int32_t, in
       !(source.data == frame.destination.data && source.step == frame.destination.step))
     source = source.clone();
 
-  cv::Mat matte = cv::Mat::zeros(h, w, CV_8UC1), grown = cv::Mat::zeros(h, w, CV_8UC1),
-          ring = cv::Mat::zeros(h, w, CV_8UC1);
+  // Every step below writes all of its image, so none needs clearing first.
+  cv::Mat matte(h, w, CV_8UC1), grown(h, w, CV_8UC1), ring(h, w, CV_8UC1);
   imageC::parallelAChannel alpha(matte, person);
   if (parallel)
     cv::parallel_for_(cv::Range(0, imageC::kPersonBands), alpha, cv::getNumThreads());
@@ -201,7 +225,8 @@ int32_t NLEHumanBorderEffect::Transform(unsigned char* dst, int32_t, int32_t, in
   }
 
   // The colour image carries a fourth, unused byte so the composite loads it like a frame.
-  cv::Mat colour = cv::Mat::zeros(h, w, CV_8UC4);
+  cv::Mat colour(h, w, CV_8UC4);
+  if (direction_ > 7) colour.setTo(cv::Scalar::all(0));
   if ((start_ & 0xFFFFFF) == (end_ & 0xFFFFFF)) {
     imageC::parallelSetColor fill(colour, static_cast<uint8_t>(start_),
                                   static_cast<uint8_t>(start_ >> 8),

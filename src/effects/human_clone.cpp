@@ -26,11 +26,16 @@ int32_t NLEHumanCloneBase::Transform(unsigned char* dst, int32_t, int32_t, int32
   ReadParameters();
   vorta::FrameImages frame = vorta::WrapFrame(src, w, h, srcStride, dst, dstStride, 4);
   cv::Mat person;
+  bool found = true;
   if (!person_.Get(AiDataTransferPointer(), frame.source, aux, auxWidth, auxHeight, auxStride,
-                   person)) {
+                   person, &found)) {
     // The editor still gets a picture, but learns that the effect did not run.
     vorta::PassThrough(frame.source, frame.destination);
     return 1;
+  }
+  if (!found) {
+    vorta::PassThrough(frame.source, frame.destination);
+    return 0;
   }
   // The clones read pixels beside the one being written, so images sharing bytes with the
   // destination are read from copies; a source that is exactly the destination is read row by

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "effects/person_image.h"
 
+#include <cstring>
+
 #include "kaz/ai_data.h"
 #include "kaz/filter_api.h"
 
@@ -25,7 +27,8 @@ bool Fits(const unsigned char* pixels, int32_t width, int32_t height, int32_t pi
 }  // namespace
 
 bool PersonImage::Get(void* lent, const cv::Mat& source, unsigned char* aux, int32_t auxWidth,
-                      int32_t auxHeight, int32_t auxStride, cv::Mat& image) {
+                      int32_t auxHeight, int32_t auxStride, cv::Mat& image, bool* found) {
+  *found = true;
   if (inner_ == nullptr) return false;
   if (lent != nullptr) {
     if (KAZAiDataReceiver* receiver = static_cast<AIDATA::BaseAIDATA*>(lent)->AsReceiver()) {
@@ -43,9 +46,16 @@ bool PersonImage::Get(void* lent, const cv::Mat& source, unsigned char* aux, int
   } else {
     image = cv::Mat(source.rows, source.cols, CV_8UC4);
   }
-  return inner_->Transform(image.data, image.cols, image.rows, static_cast<int32_t>(image.step),
-                           nullptr, 0, 0, 0, source.data, source.cols, source.rows,
-                           static_cast<int32_t>(source.step)) == 0;
+  if (inner_->Transform(image.data, image.cols, image.rows, static_cast<int32_t>(image.step),
+                        nullptr, 0, 0, 0, source.data, source.cols, source.rows,
+                        static_cast<int32_t>(source.step)) != 0)
+    return false;
+  // A person image differs from the source on its first background pixel, so this stops early.
+  const size_t rowBytes = 4 * static_cast<size_t>(source.cols);
+  *found = false;
+  for (int y = 0; y < source.rows && !*found; ++y)
+    *found = std::memcmp(image.ptr(y), source.ptr(y), rowBytes) != 0;
+  return true;
 }
 
 }  // namespace vorta

@@ -28,9 +28,11 @@ class PersonImage {
   // The person image for `source` into `image`. A ready segmentation of the lent receiver is
   // taken as it is when it has the frame's size and a usable pitch; otherwise the inner filter
   // writes into the auxiliary image (when given with the frame's size) or a fresh one. False when
-  // there is no inner filter or it fails on the frame.
+  // there is no inner filter or it fails on the frame. `found` is false when the inner filter
+  // handed the frame back unchanged, as it does without its module: the effect then passes the
+  // frame through too. (For an opaque source that is also what drawing would give.)
   bool Get(void* lent, const cv::Mat& source, unsigned char* aux, int32_t auxWidth,
-           int32_t auxHeight, int32_t auxStride, cv::Mat& image);
+           int32_t auxHeight, int32_t auxStride, cv::Mat& image, bool* found);
 
  private:
   NLEEffectFilter* inner_ = nullptr;
