@@ -59,14 +59,19 @@ void FillGradient(cv::Mat& colour, uint32_t start, uint32_t end, uint32_t direct
       for (int k = 0; k < extent; ++k)
         line[4 * k + i] = store(static_cast<float>(from[i]) + static_cast<float>(k) * step);
     }
-    for (int y = 0; y < h; ++y) {
-      uint8_t* row = colour.ptr<uint8_t>(y);
-      if (rows) {
-        for (int x = 0; x < w; ++x) std::memcpy(row + 4 * x, &line[4 * y], 4);
-      } else {
-        std::memcpy(row, line.data(), 4 * static_cast<size_t>(w));
+    cv::parallel_for_(cv::Range(0, h), [&](const cv::Range& r) {
+      for (int y = r.start; y < r.end; ++y) {
+        uint8_t* row = colour.ptr<uint8_t>(y);
+        if (rows) {
+          uint32_t pixel;
+          std::memcpy(&pixel, &line[4 * y], 4);
+          // Rows of an 8UC4 image are 4-byte aligned.
+          std::fill_n(reinterpret_cast<uint32_t*>(row), w, pixel);
+        } else {
+          std::memcpy(row, line.data(), 4 * static_cast<size_t>(w));
+        }
       }
-    }
+    });
     return;
   }
   const bool fromBottom = direction == 5 || direction == 6;
