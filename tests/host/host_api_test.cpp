@@ -32,20 +32,29 @@ namespace {
 constexpr char kBlur[] = "1AEA14C6-59BC-491F-A1D1-EB02009706B7";
 constexpr char kUnsupported[] = "00000000-1111-2222-3333-444444444444";
 
-// The bundled effects' GUIDs, in the order a scan of their folder names gives, read from the
-// descriptions with the JSON library rather than the plug-in's own reader.
-std::vector<std::string> BundledGuids() {
+// The bundled effects' GUIDs, in the order a scan of their folder names gives, and the flags
+// each should be registered with (dynamic ones change with time), read from the descriptions
+// with the JSON library rather than the plug-in's own reader.
+std::vector<std::pair<std::string, int32_t>> BundledEffects() {
   std::vector<fs::path> files;
   for (const auto& e : fs::recursive_directory_iterator(fs::path(KAZ_RESOURCES_DIR) /
                                                         "kaz_effect/plugin/AiEffect")) {
     if (e.path().extension() == ".conf") files.push_back(e.path());
   }
   std::sort(files.begin(), files.end());
-  std::vector<std::string> guids;
+  std::vector<std::pair<std::string, int32_t>> effects;
   for (const auto& f : files) {
     std::ifstream in(f);
-    guids.push_back(nlohmann::json::parse(in).at("GUID").get<std::string>());
+    const nlohmann::json d = nlohmann::json::parse(in);
+    const bool dynamic = d.contains("DYNAMIC") && d["DYNAMIC"].get<std::string>() != "0";
+    effects.emplace_back(d.at("GUID").get<std::string>(), dynamic ? 0x800832 : 0x832);
   }
+  return effects;
+}
+
+std::vector<std::string> BundledGuids() {
+  std::vector<std::string> guids;
+  for (const auto& [guid, flags] : BundledEffects()) guids.push_back(guid);
   return guids;
 }
 
@@ -99,7 +108,7 @@ TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
     RecordingRegistrar r;
     ASSERT_EQ(RegisterKAZEffect(static_cast<int32_t>(i), &r), 0) << i;
     EXPECT_EQ(r.guid, kBundled[i]);
-    EXPECT_EQ(r.flags, 0x832);
+    EXPECT_EQ(r.flags, BundledEffects()[i].second) << r.guid;
     EXPECT_EQ(r.reserved, 0);
     EXPECT_EQ(host_->util.Count("2:Register AI Effect Success: " + r.guid + " " + r.name), 1);
   }

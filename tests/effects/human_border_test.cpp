@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// The person outline end to end through the exported filter API, with the test-double module
+// (the person mask is the source's channel 0), against the rule written out plainly here.
+#include <cmath>
+#include <limits>
+
+#include <opencv2/imgproc.hpp>
+
+#include "person_reference.h"
+
+using namespace kaztest;
+
+namespace {
+
+constexpr char kBorder[] = "391B5862-8487-4DC1-834F-AAC9773E87B6";
+
+struct BorderCase {
+  int w, h;
+  float size, blur;
+  int opacity;
+  uint32_t start, end;
+  int direction;
+};
+
+int Thousandths(int h, float factor) {
+  return static_cast<int>(std::trunc(static_cast<double>(static_cast<float>(h) * factor) * 0.002));
+}
+
+uint8_t GradientChannel(int x, int y, int w, int h, int i, const BorderCase& c) {
+  const int p = (c.start >> (8 * i)) & 255, q = (c.end >> (8 * i)) & 255;
+  const float diag = static_cast<float>(static_cast<int64_t>(y) * h + static_cast<int64_t>(x) * w) /
+                     static_cast<float>(h * h + w * w);
+  const float antiDiag =
+      static_cast<float>(static_cast<int64_t>(h - 1 - y) * h + static_cast<int64_t>(x) * w) /
+      static_cast<float>(h * h + w * w);
+  float v;
+  switch (c.direction) {
+    case 0:
+      v = q + static_cast<float>(y) * (static_cast<float>(p - q) / h);
+      break;
+    case 1:
+      v = q + static_cast<float>(x) * (static_cast<float>(p - q) / w);
+      break;
+    case 2:
+      v = p + static_cast<float>(y) * (static_cast<float>(q - p) / h);
+      break;
+    case 3:
+      v = p + static_cast<float>(x) * (static_cast<float>(q - p) / w);
+      break;
+    case 4:
+      v = q + diag * static_cast<float>(p - q);
+      break;
+    case 5:
+      v = p + antiDiag * static_cast<float>(q - p);
+      break;
+    case 6:
+      v = q + antiDiag * static_cast<float>(p - q);
+      break;
+    case 7:
+      v = p + diag * static_cast<float>(q - p);
+      break;
+    default:
+      v = ((c.start ^ c.end) & 0xFFFFFF) == 0 ? p : 0;
+      break;  // black unless P = Q
+  }
+  return static_cast<uint8_t>(static_cast<int>(v));
+}
+
+cv::Mat Border(const cv::Mat& src, const cv::Mat& person, const BorderCase& c) {
+  const int w = src.cols, h = src.rows, r = Thousandths(h, c.size);
+  int b = Thousandths(h, c.blur);
+  b -= b % 2;
+  if (r <= 0) return src.clone();
+  cv::Mat matte(h, w, CV_8U), across(h, w, CV_8U), grown(h, w, CV_8U);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      matte.at<uint8_t>(y, x) = person.at<cv::Vec4b>(y, x)[3] > 128 ? 255 : 0;
+  // The square grows separably: the widest value along each row's span, then each column's.
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      uint8_t m = 0;
+      for (int i = std::max(0, x - r); i <= std::min(w - 1, x + r); ++i)
+        m = std::max(m, matte.at<uint8_t>(y, i));
+      across.at<uint8_t>(y, x) = m;
+    }
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      uint8_t m = 0;
+      for (int j = std::max(0, y - r); j <= std::min(h - 1, y + r); ++j)
+        m = std::max(m, across.at<uint8_t>(j, x));
+      grown.at<uint8_t>(y, x) = m;
+    }
+  for (int pass = 0; b > 0 && pass < 2; ++pass)
+    cv::boxFilter(grown, grown, -1, {b + 1, b + 1}, {-1, -1}, true, cv::BORDER_REFLECT_101);
+  cv::Mat ring = matte ^ grown;
+  cv::boxFilter(ring, ring, -1, {2, 2}, {-1, -1}, true, cv::BORDER_REFLECT_101);
+  const int o = static_cast<int>(std::trunc(c.opacity * 0.01 * 255.0));
+  cv::Mat out(h, w, CV_8UC4);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const cv::Vec4b s = src.at<cv::Vec4b>(y, x);
+      const int a = ring.at<uint8_t>(y, x);
+      cv::Vec4b& d = out.at<cv::Vec4b>(y, x);
+      for (int i = 0; i < 3; ++i) {
+        const int t = ref::mul(a, GradientChannel(x, y, w, h, i, c)) + ref::mul(255 - a, s[i]);
+        d[i] = static_cast<uint8_t>(ref::mul(t, o) + ref::mul(s[i], 255 - o));
+      }
+      d[3] = static_cast<uint8_t>(std::max<int>(s[3], a));
+    }
+  return out;
+}
+
+void Configure(EffectFilter& f, const BorderCase& c) {
+  f.Float("Size", c.size).Float("Blur", c.blur).Int("Opacity", c.opacity);
+  f.Int("Start", static_cast<int32_t>(c.start)).Int("End", static_cast<int32_t>(c.end));
+  f.Int("Gradient Direction", c.direction);
+}
+
+// What the frame is given and what the rule is computed with, when the two differ.
+struct BorderRun {
+  BorderCase given, rule;
+};
+
+class PersonOutline : public ::testing::TestWithParam<BorderRun> {};
+
+TEST_P(PersonOutline, OutlineMatchesTheRule) {
+  const BorderRun run = GetParam();
+  MaskFromChannel0();
+  const cv::Mat src = PersonSource(run.given.w, run.given.h);
+  EffectFilter f(kBorder);
+  Configure(f, run.given);
+  int32_t result = -1;
+  const cv::Mat out = f.Run(src, &result);
+  ASSERT_EQ(result, 0);
+  EXPECT_EQ(Different(out, Border(src, PersonOf(src), run.rule)), 0);
+}
+
+BorderRun Same(BorderCase c) { return {c, c}; }
+constexpr uint32_t kP = 0x2040F0, kQ = 0xF08010;
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+INSTANTIATE_TEST_SUITE_P(
+    Effects, PersonOutline,
+    ::testing::Values(
+        Same({160, 90, 20, 0, 100, kP, kQ, 0}),     // r = 3, above 10,000 pixels: invokers
+        Same({100, 100, 20, 0, 100, kP, kQ, 1}),    // exactly 10,000 pixels: plain loops
+        Same({101, 100, 20, 0, 55, kP, kQ, 2}),     // 10,100 pixels: invokers
+        Same({160, 90, 20, 0, 0, kP, kQ, 3}),       // colours untouched, alpha still grows
+        Same({24, 1000, 5, 0, 100, kP, kQ, 4}),     // r = 10, no blur
+        Same({24, 1000, 5, 1, 100, kP, kQ, 5}),     // b = 2 * 1 -> 2 -> two 3x3 passes
+        Same({24, 1000, 5, 1.4f, 100, kP, kQ, 6}),  // b = trunc(2.8) = 2
+        Same({24, 1000, 5, 0.5f, 100, kP, kQ, 7}),  // b = 1 -> 0: no pass
+        Same({33, 7, 600, 0, 100, kP, kQ, 7}),      // seven rows: the last band takes them all
+        Same({160, 90, 0, 0, 100, kP, kQ, 0}),      // size 0: a copy
+        Same({160, 90, 5, 9, 100, kP, kQ, 0}),      // r = trunc(0.9) = 0: a copy, blur ignored
+        // Out of range: documented stand-ins.
+        BorderRun{{160, 90, -20, 0, 100, kP, kQ, 0}, {160, 90, 0, 0, 100, kP, kQ, 0}},
+        BorderRun{{160, 90, kNaN, 0, 100, kP, kQ, 0}, {160, 90, 0, 0, 100, kP, kQ, 0}},
+        BorderRun{{40, 30, 1e30f, 0, 100, kP, kQ, 1}, {40, 30, 2000, 0, 100, kP, kQ, 1}},
+        BorderRun{{160, 90, 20, 0, 300, kP, kQ, 2}, {160, 90, 20, 0, 100, kP, kQ, 2}},
+        BorderRun{{160, 90, 20, 0, -5, kP, kQ, 2}, {160, 90, 20, 0, 0, kP, kQ, 2}},
+        BorderRun{{160, 90, 20, 0, 100, kP, kQ, -1}, {160, 90, 20, 0, 100, kP, kQ, 0}},
+        Same({160, 90, 20, 0, 100, kP, kQ, 9}),  // unknown direction: a black ring
+        Same({160, 90, 20, 0, 100, kP, kP, 9})));
+
+TEST(PersonOutline, StartEqualToEndIsASolidRingInEveryDirection) {
+  MaskFromChannel0();
+  const cv::Mat src = PersonSource(120, 100, 3);
+  for (int d = 0; d < 8; ++d) {
+    const BorderCase c{120, 100, 30, 1, 100, 0x40C0E0, 0x40C0E0, d};
+    EffectFilter f(kBorder);
+    Configure(f, c);
+    EXPECT_EQ(Different(f.Run(src), Border(src, PersonOf(src), c)), 0) << d;
+  }
+}
+
+TEST(PersonOutline, AMatteOfExactly128IsBackground) {
+  MaskFromChannel0();
+  for (int level : {128, 129}) {
+    cv::Mat src(40, 40, CV_8UC4, cv::Scalar(0, 90, 90, 255));
+    src(cv::Rect(15, 15, 10, 10)).setTo(cv::Scalar(level, 90, 90, 255));
+    EffectFilter f(kBorder);
+    f.Float("Size", 100);  // r = 8
+    EXPECT_EQ(Different(f.Run(src), src) == 0, level == 128) << level;
+  }
+}
+
+// The inner filter is made to refuse every frame (an edge element far beyond any frame): the
+// effect fails untouched, unless the host lends a ready segmentation, which leaves the inner
+// filter idle.
+TEST(PersonOutline, FailuresLeaveTheFrameAndAReadySegmentationIdlesTheInnerFilter) {
+  MaskFromChannel0();
+  const cv::Mat src = PersonSource(160, 90, 4);
+  const BorderCase c{160, 90, 20, 0, 100, kP, kQ, 4};
+  EffectFilter f(kBorder);
+  Configure(f, c);
+  f.Float("Edge_Thickness", 1e6f);
+  int32_t result = -1;
+  EXPECT_EQ(Different(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
+  EXPECT_EQ(result, 1);
+
+  const cv::Mat ready = PersonOf(PersonSource(160, 90, 5));
+  ReadyReceiver receiver(ready);
+  f.Lend(&receiver);
+  EXPECT_EQ(Different(f.Run(src, &result), Border(src, ready, c)), 0);
+  EXPECT_EQ(result, 0);
+
+  f.Float("Blur", 1e9f);  // a blur box beyond any frame is refused
+  EXPECT_EQ(Different(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
+  EXPECT_EQ(result, 1);
+}
+
+}  // namespace
