@@ -71,10 +71,13 @@ for entry in "${packages[@]}"; do
   tar xzf "$tarball" -C "$work/pkg/$name" --strip-components=1
 done
 
+# The TFLite sources stay beside the results: the converter's tests check one against the other.
+mkdir -p "$work/out/source"
 for entry in "${networks[@]}"; do
   read -r name file target outputs <<<"$entry"
-  "$py" tools/modelconv/unpack.py "$work/pkg/$name" "$file" "$work/$file"
-  "$py" tools/modelconv/modelconv.py "$work/$file" "$work/out/$target" ${outputs:+--outputs "$outputs"}
+  "$py" tools/modelconv/unpack.py "$work/pkg/$name" "$file" "$work/out/source/$file"
+  "$py" tools/modelconv/modelconv.py "$work/out/source/$file" "$work/out/$target" \
+    ${outputs:+--outputs "$outputs"}
 done
 
 (cd "$work/out" && sha256sum -- *.onnx) >"$work/sha256"
@@ -91,4 +94,4 @@ rm -rf "$dest.old"
 [ -d "$dest" ] && mv "$dest" "$dest.old"
 mv "$work/out" "$dest"
 rm -rf "$dest.old"
-echo "models: installed $(ls "$dest" | wc -l) networks in $dest"
+echo "models: installed $(ls "$dest"/*.onnx | wc -l) networks in $dest"

@@ -183,10 +183,22 @@ class Converter:
             pads = [0, 0, 0, 0]
         else:
             raise ConversionError("Convolution2DTransposeBias: padding code %d" % padding)
-        self.node("ConvTranspose", [self.name(op.inputs[0]),
-                                    self.init(np.ascontiguousarray(w.transpose(3, 0, 1, 2)), "w"),
-                                    self.init(self.bias(op, w.shape[0]), "b")],
-                  [self.name(op.outputs[0])], kernel_shape=[kh, kw], strides=[sh, sw], pads=pads)
+        inputs = [self.name(op.inputs[0]),
+                  self.init(np.ascontiguousarray(w.transpose(3, 0, 1, 2)), "w"),
+                  self.init(self.bias(op, w.shape[0]), "b")]
+        target = self.name(op.outputs[0])
+        if pads[:2] == pads[2:]:
+            self.node("ConvTranspose", inputs, [target], kernel_shape=[kh, kw],
+                      strides=[sh, sw], pads=pads)
+            return
+        # OpenCV refuses uneven padding here: pad by the smaller amount, then cut the extra
+        # row and column off the end.
+        wide = self.fresh("wide")
+        self.node("ConvTranspose", inputs, [wide], kernel_shape=[kh, kw], strides=[sh, sw],
+                  pads=pads[:2] + pads[:2])
+        self.node("Slice", [wide, self.init(np.array([0, 0], np.int64), "starts"),
+                            self.init(np.array([oh, ow], np.int64), "ends"),
+                            self.init(np.array([2, 3], np.int64), "axes")], [target])
 
     def op_pool(self, op, kind):
         o = op.options
