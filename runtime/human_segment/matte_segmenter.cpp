@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "human_segment/status.h"
 
@@ -20,6 +21,72 @@ cv::Mat Grey(const cv::Mat& bgra) {
   cv::cvtColor(bgra, grey, cv::COLOR_BGRA2GRAY);
   return grey;
 }
+
+// Area averaging to `size`: a whole-number factor first, which OpenCV does fast, then the
+// small rest. The last columns and rows beyond a multiple of the factor (fewer than the factor)
+// are left out.
+void Shrink(const cv::Mat& src, cv::Mat& dst, cv::Size size, cv::Mat& scratch) {
+  const int k = std::min(src.cols / size.width, src.rows / size.height);
+  if (k < 2) {
+    cv::resize(src, dst, size, 0, 0,
+               size.width < src.cols && size.height < src.rows ? cv::INTER_AREA : cv::INTER_LINEAR);
+    return;
+  }
+  const cv::Size whole(src.cols / k, src.rows / k);
+  cv::resize(src(cv::Rect(0, 0, whole.width * k, whole.height * k)), scratch, whole, 0, 0,
+             cv::INTER_AREA);
+  if (whole == size) {
+    scratch.copyTo(dst);
+  } else {
+    cv::resize(scratch, dst, size, 0, 0, cv::INTER_AREA);
+  }
+}
+
+// mask = a * guide + b, with a and b (b already in mask levels) enlarged bilinearly from their
+// own size on the fly: one pass over the full-size pictures instead of five.
+class ApplyCoefficients : public cv::ParallelLoopBody {
+ public:
+  ApplyCoefficients(const cv::Mat& a, const cv::Mat& b, const cv::Mat& guide, cv::Mat& mask,
+                    const std::vector<int>& left, const std::vector<float>& weight)
+      : a_(a), b_(b), guide_(guide), mask_(mask), left_(left), weight_(weight) {}
+
+  void operator()(const cv::Range& rows) const override {
+    // One spare element repeats the last, so the right neighbour of the last column exists.
+    std::vector<float> ra(a_.cols + 1), rb(a_.cols + 1);
+    const float scale = float(a_.rows) / mask_.rows;
+    for (int y = rows.start; y < rows.end; ++y) {
+      const float at = std::min(std::max((y + 0.5f) * scale - 0.5f, 0.0f), float(a_.rows - 1));
+      const int y0 = int(at);
+      const int y1 = std::min(y0 + 1, a_.rows - 1);
+      const float fy = at - y0;
+      const float *a0 = a_.ptr<float>(y0), *a1 = a_.ptr<float>(y1);
+      const float *b0 = b_.ptr<float>(y0), *b1 = b_.ptr<float>(y1);
+      for (int i = 0; i < a_.cols; ++i) {
+        ra[i] = a0[i] + fy * (a1[i] - a0[i]);
+        rb[i] = b0[i] + fy * (b1[i] - b0[i]);
+      }
+      ra[a_.cols] = ra[a_.cols - 1];
+      rb[a_.cols] = rb[a_.cols - 1];
+      const uint8_t* g = guide_.ptr<uint8_t>(y);
+      uint8_t* out = mask_.ptr<uint8_t>(y);
+      for (int x = 0; x < mask_.cols; ++x) {
+        const int i = left_[x];
+        const float w = weight_[x];
+        const float av = ra[i] + w * (ra[i + 1] - ra[i]);
+        const float bv = rb[i] + w * (rb[i + 1] - rb[i]);
+        out[x] = cv::saturate_cast<uint8_t>(av * g[x] + bv);
+      }
+    }
+  }
+
+ private:
+  const cv::Mat& a_;
+  const cv::Mat& b_;
+  const cv::Mat& guide_;
+  cv::Mat& mask_;
+  const std::vector<int>& left_;
+  const std::vector<float>& weight_;
+};
 
 cv::Mat Box(const cv::Mat& m, int radius) {
   cv::Mat out;
@@ -45,9 +112,7 @@ void MatteSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
                                                             landscape_->InputSize().height)
                                ? landscape_.get()
                                : square_.get();
-  const cv::Size size = network->InputSize();
-  cv::resize(bgra, input_, size, 0, 0,
-             size.width < bgra.cols && size.height < bgra.rows ? cv::INTER_AREA : cv::INTER_LINEAR);
+  Shrink(bgra, input_, network->InputSize(), scratch_);
   const cv::Mat& probability = network->Infer(input_);
   cv::Mat grey = Grey(input_);
   if (grey.size() != probability.size()) {
@@ -102,7 +167,7 @@ void MatteSegmenter::Refine(const cv::Mat& bgra, const cv::Mat& probability, cv:
   const cv::Size fit(std::max(1, int(std::lround(mask.cols * shrink))),
                      std::max(1, int(std::lround(mask.rows * shrink))));
   cv::Mat small, p;
-  cv::resize(guide_, small, fit, 0, 0, cv::INTER_AREA);
+  Shrink(guide_, small, fit, scratch_);
   small.convertTo(small, CV_32F, 1.0 / 255);
   cv::resize(probability, p, fit, 0, 0, cv::INTER_LINEAR);
 
@@ -115,12 +180,20 @@ void MatteSegmenter::Refine(const cv::Mat& bgra, const cv::Mat& probability, cv:
   const cv::Mat b = meanP - a.mul(meanI);
 
   // In mask levels: q * 255 = a * grey + b * 255, with grey in 0..255.
-  cv::Mat fullA, fullB, q;
-  cv::resize(Box(a, r), fullA, mask.size(), 0, 0, cv::INTER_LINEAR);
-  cv::resize(Box(b, r) * 255.0, fullB, mask.size(), 0, 0, cv::INTER_LINEAR);
-  guide_.convertTo(q, CV_32F);
-  q = q.mul(fullA) + fullB;
-  q.convertTo(mask, CV_8U);
+  const cv::Mat meanA = Box(a, r), meanB = Box(b, r) * 255.0;
+  if (left_.size() != size_t(mask.cols) || fitted_ != fit) {
+    left_.resize(mask.cols);
+    weight_.resize(mask.cols);
+    const float scale = float(fit.width) / mask.cols;
+    for (int x = 0; x < mask.cols; ++x) {
+      const float at = std::min(std::max((x + 0.5f) * scale - 0.5f, 0.0f), float(fit.width - 1));
+      left_[x] = int(at);
+      weight_[x] = at - left_[x];
+    }
+    fitted_ = fit;
+  }
+  cv::parallel_for_(cv::Range(0, mask.rows),
+                    ApplyCoefficients(meanA, meanB, guide_, mask, left_, weight_));
 }
 
 }  // namespace quorin::hs

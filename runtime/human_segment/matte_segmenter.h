@@ -4,6 +4,7 @@
 #include <deque>
 #include <memory>
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "human_segment/model_file.h"
 #include "human_segment/onnx_segmenter.h"
@@ -48,8 +49,13 @@ class MatteSegmenter : public Segmenter {
   std::deque<Past> past_;  // newest first
   cv::Size lastFrame_;
   const OnnxSegmenter* lastNetwork_ = nullptr;
-  cv::Mat input_;  // the frame at the network's size, BGRA
-  cv::Mat guide_;  // the frame's grey at the mask's size
+  cv::Mat input_;    // the frame at the network's size, BGRA
+  cv::Mat guide_;    // the frame's grey at the mask's size
+  cv::Mat scratch_;  // the first step of a shrink
+  // Where each mask column reads the refinement's coefficients: left sample and weight.
+  std::vector<int> left_;
+  std::vector<float> weight_;
+  cv::Size fitted_;
 };
 
 }  // namespace quorin::hs
