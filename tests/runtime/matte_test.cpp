@@ -83,7 +83,8 @@ TEST_F(Matte, TheFrameShapeChoosesTheNetwork) {
       "\"network\": \"matte_square.onnx\", \"landscapeNetwork\": \"matte_landscape.onnx\"");
   const struct {
     int width, height, level;
-  } cases[] = {{640, 480, 64}, {480, 640, 64}, {1280, 720, 191}, {700, 500, 191}, {660, 500, 64}};
+  } cases[] = {{640, 480, 64}, {480, 640, 64}, {1280, 720, 191}, {700, 500, 191},
+               {660, 500, 64}, {1, 1, 64},     {3, 2, 191}};
   cv::RNG rng(3);
   for (const auto& c : cases) {
     cv::Mat frame(c.height, c.width, CV_8UC4);
