@@ -7,7 +7,8 @@
   lag       a slow pan over messi5.jpg: how far the mask trails the picture, in frames
 
 usage: matte_quality.py BUILD_DIR SAMPLES_DIR [PICTURES_DIR]
-Backends: the bundled matte manifest (window 2), the same with window 0, and the classical one.
+Backends: the bundled high-accuracy manifest (window 2, 2 second looks), the same with window 0
+or without second looks ("crops": 0), and the classical one.
 With PICTURES_DIR, writes a small picture and matte of each scribbled picture there.
 """
 import ctypes
@@ -69,8 +70,11 @@ def manifests(folder):
                          if k.endswith("etwork") else v) for k, v in text["matte"].items()}
     raw = json.loads(json.dumps(text))
     raw["matte"]["window"] = 0
+    once = json.loads(json.dumps(text))
+    once["matte"]["crops"] = 0
     out = {"matte": bundled}
-    for name, content in (("matte, window 0", raw), ("classical", {"backend": "classical"})):
+    for name, content in (("matte, window 0", raw), ("matte, no second looks", once),
+                          ("classical", {"backend": "classical"})):
         path = os.path.join(folder, name.replace(",", "").replace(" ", "_") + ".model")
         with open(path, "w") as f:
             json.dump(content, f)
@@ -110,7 +114,7 @@ def accuracy(module, models, samples, pictures):
             drawn[side] = np.zeros(frames[-1].shape[:2], np.uint8)
             for x0, y0, x1, y1 in entry[side]:
                 cv2.line(drawn[side], (x0, y0), (x1, y1), 255, 3)
-        for name in ("matte", "classical"):
+        for name in ("matte", "matte, no second looks", "classical"):
             mask = masks_of(module, models[name], frames)[-1]
             person = np.mean(mask[drawn["person"] > 0] >= 128)
             background = np.mean(mask[drawn["background"] > 0] < 128)
@@ -133,7 +137,7 @@ def flicker(module, models, samples):
     # Still: the picture changes by under 4 levels there between this frame and the last two.
     print("\n| backend | vtest.avi, 150 frames: mean mask change on still pixels (levels) |")
     print("|---|---|")
-    for name in ("matte", "matte, window 0", "classical"):
+    for name in ("matte", "matte, no second looks", "matte, window 0", "classical"):
         masks = [m.astype(np.int16) for m in masks_of(module, models[name], frames)]
         changes = []
         for t in range(12, len(frames)):

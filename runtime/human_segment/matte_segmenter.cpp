@@ -113,7 +113,9 @@ void MatteSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
                                ? landscape_.get()
                                : square_.get();
   Shrink(bgra, input_, network->InputSize(), scratch_);
-  const cv::Mat& probability = network->Infer(input_);
+  // A copy: a second look with the same network overwrites the network's answer.
+  const cv::Mat probability = network->Infer(input_).clone();
+  LookAgain(bgra, probability);
   cv::Mat grey = Grey(input_);
   if (grey.size() != probability.size()) {
     cv::resize(grey, grey, probability.size(), 0, 0, cv::INTER_AREA);
@@ -123,10 +125,51 @@ void MatteSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
   lastFrame_ = bgra.size();
   lastNetwork_ = network;
   const cv::Mat steady = Steady(grey, probability);
-  past_.push_front({grey, probability.clone()});
+  past_.push_front({grey, probability});
   while (int(past_.size()) > settings_.window) past_.pop_back();
 
   Refine(bgra, steady, mask);
+}
+
+void MatteSegmenter::LookAgain(const cv::Mat& bgra, const cv::Mat& probability) {
+  looks_.clear();
+  if (settings_.crops == 0) return;
+  // Someone small or far is at best found in parts (a head, hands): look again at a square
+  // around each such find, tall enough to hold a standing body below it, so the network sees
+  // the person larger. Decided from this frame's own answer only.
+  cv::Mat found, labels, stats, centres;
+  cv::compare(probability, 0.2, found, cv::CMP_GT);
+  const int count = cv::connectedComponentsWithStats(found, labels, stats, centres, 8, CV_32S);
+  std::vector<int> order;
+  for (int i = 1; i < count; ++i) {
+    const int height = stats.at<int>(i, cv::CC_STAT_HEIGHT);
+    if (stats.at<int>(i, cv::CC_STAT_AREA) * 2000 >= int(probability.total()) &&
+        height * 2 < probability.rows) {
+      order.push_back(i);
+    }
+  }
+  // Largest first; equal areas by label, so the choice never depends on the sort.
+  std::sort(order.begin(), order.end(), [&](int a, int b) {
+    const int areaA = stats.at<int>(a, cv::CC_STAT_AREA),
+              areaB = stats.at<int>(b, cv::CC_STAT_AREA);
+    return areaA != areaB ? areaA > areaB : a < b;
+  });
+  if (int(order.size()) > settings_.crops) order.resize(settings_.crops);
+  const double sx = double(bgra.cols) / probability.cols, sy = double(bgra.rows) / probability.rows;
+  for (int i : order) {
+    const double x = stats.at<int>(i, cv::CC_STAT_LEFT) * sx,
+                 y = stats.at<int>(i, cv::CC_STAT_TOP) * sy;
+    const double w = stats.at<int>(i, cv::CC_STAT_WIDTH) * sx;
+    const double h = stats.at<int>(i, cv::CC_STAT_HEIGHT) * sy;
+    const double side = std::min(
+        {double(bgra.cols), double(bgra.rows), std::max({4 * h, 2 * w, 0.35 * bgra.rows})});
+    const double left = std::clamp(x + w / 2 - side / 2, 0.0, bgra.cols - side);
+    const double top = std::clamp(y - 0.15 * side, 0.0, bgra.rows - side);
+    const cv::Rect crop(int(std::lround(left)), int(std::lround(top)), int(side), int(side));
+    Shrink(bgra(crop & cv::Rect(0, 0, bgra.cols, bgra.rows)), cropInput_, square_->InputSize(),
+           scratch_);
+    looks_.push_back({crop, square_->Infer(cropInput_).clone()});
+  }
 }
 
 bool MatteSegmenter::Follows(const cv::Mat& grey, cv::Size frame,
@@ -170,6 +213,20 @@ void MatteSegmenter::Refine(const cv::Mat& bgra, const cv::Mat& probability, cv:
   Shrink(guide_, small, fit, scratch_);
   small.convertTo(small, CV_32F, 1.0 / 255);
   cv::resize(probability, p, fit, 0, 0, cv::INTER_LINEAR);
+  const double fx = double(fit.width) / mask.cols, fy = double(fit.height) / mask.rows;
+  const double mx = double(mask.cols) / bgra.cols, my = double(mask.rows) / bgra.rows;
+  for (const Look& look : looks_) {
+    const cv::Rect at =
+        cv::Rect(int(std::lround(look.crop.x * mx * fx)), int(std::lround(look.crop.y * my * fy)),
+                 std::max(1, int(std::lround(look.crop.width * mx * fx))),
+                 std::max(1, int(std::lround(look.crop.height * my * fy)))) &
+        cv::Rect(0, 0, fit.width, fit.height);
+    if (at.empty()) continue;
+    cv::Mat enlarged;
+    cv::resize(look.probability, enlarged, at.size(), 0, 0, cv::INTER_LINEAR);
+    cv::Mat region = p(at);
+    cv::max(region, enlarged, region);
+  }
 
   const int r = settings_.refineRadius;
   const cv::Mat meanI = Box(small, r);

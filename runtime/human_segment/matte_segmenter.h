@@ -39,6 +39,13 @@ class MatteSegmenter : public Segmenter {
     cv::Mat probability;
   };
 
+  // A second look with the square network at a part of the frame.
+  struct Look {
+    cv::Rect crop;        // in frame pixels
+    cv::Mat probability;  // the network's answer for it
+  };
+
+  void LookAgain(const cv::Mat& bgra, const cv::Mat& probability);
   bool Follows(const cv::Mat& grey, cv::Size frame, const OnnxSegmenter* network) const;
   cv::Mat Steady(const cv::Mat& grey, const cv::Mat& probability) const;
   void Refine(const cv::Mat& bgra, const cv::Mat& probability, cv::Mat& mask);
@@ -49,7 +56,9 @@ class MatteSegmenter : public Segmenter {
   std::deque<Past> past_;  // newest first
   cv::Size lastFrame_;
   const OnnxSegmenter* lastNetwork_ = nullptr;
-  cv::Mat input_;    // the frame at the network's size, BGRA
+  cv::Mat input_;      // the frame at the network's size, BGRA
+  cv::Mat cropInput_;  // a second look's part of the frame at the square network's size
+  std::vector<Look> looks_;
   cv::Mat guide_;    // the frame's grey at the mask's size
   cv::Mat scratch_;  // the first step of a shrink
   // Where each mask column reads the refinement's coefficients: left sample and weight.

@@ -210,8 +210,8 @@ void ReadClassical(const Fields& top, const std::string& path, ClassicalSettings
 void ReadMatte(const Fields& top, const std::string& path, MatteSettings* m) {
   if (!top.Has("matte")) top.Fail("\"matte\" is missing (its networks)");
   const Fields options(top.At("matte"), "matte", path);
-  options.Allow(
-      {"network", "landscapeNetwork", "refineSize", "refineRadius", "refineEpsilon", "window"});
+  options.Allow({"network", "landscapeNetwork", "refineSize", "refineRadius", "refineEpsilon",
+                 "window", "crops"});
   const std::filesystem::path folder = std::filesystem::path(path).parent_path();
   const std::string square = options.String("network", "");
   if (square.empty()) options.Fail("matte.network is missing or empty");
@@ -224,6 +224,7 @@ void ReadMatte(const Fields& top, const std::string& path, MatteSettings* m) {
   m->refineEpsilon = options.Number("refineEpsilon", m->refineEpsilon, true);
   if (m->refineEpsilon < 0) options.Fail("matte.refineEpsilon must be positive");
   m->window = options.Int("window", 0, 8, m->window);
+  m->crops = options.Int("crops", 0, 8, m->crops);
   for (OnnxSettings* net : {&m->square, &m->landscape}) {
     net->personChannel = 0;
     net->activation = Activation::kNone;

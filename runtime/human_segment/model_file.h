@@ -52,6 +52,7 @@ struct MatteSettings {
   int refineRadius = 4;         // its window radius at that size: smaller follows finer edges
   float refineEpsilon = 0.01f;  // its smoothing: larger keeps more of the network's own matte
   int window = 2;               // earlier frames a mask may depend on
+  int crops = 0;                // second looks at people found small, per frame
 };
 
 enum class Backend { kOnnx, kClassical, kMatte };
