@@ -112,10 +112,11 @@ def main(directory):
              [tensor("output", [1, 1] + shape[2:])],
              [numpy_helper.from_array(np.zeros((1, 3, 1, 1), np.float32), "k_w"),
               numpy_helper.from_array(np.array([value], np.float32), "k_b")])
-    save(directory, "matte_mean", [conv("k", "input", "output")], [tensor("input", [1, 3, 16, 16])],
-         [tensor("output", [1, 1, 16, 16])],
-         [numpy_helper.from_array(np.full((1, 3, 1, 1), 1 / 3, np.float32), "k_w"),
-          numpy_helper.from_array(np.zeros(1, np.float32), "k_b")])
+    for name, shape in (("matte_mean", [1, 3, 16, 16]), ("matte_mean_landscape", [1, 3, 9, 16])):
+        save(directory, name, [conv("k", "input", "output")], [tensor("input", shape)],
+             [tensor("output", [1, 1] + shape[2:])],
+             [numpy_helper.from_array(np.full((1, 3, 1, 1), 1 / 3, np.float32), "k_w"),
+              numpy_helper.from_array(np.zeros(1, np.float32), "k_b")])
 
     # For the benchmark: a small 256x256 segmentation-shaped network (3x3 convolutions, ReLU,
     # two output channels), with fixed random weights.

@@ -21,7 +21,8 @@ class Matte : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     dir_ = kaztest::TempDir("matte");
-    for (const char* name : {"matte_square", "matte_landscape", "matte_mean"}) {
+    for (const char* name :
+         {"matte_square", "matte_landscape", "matte_mean", "matte_mean_landscape"}) {
       fs::copy_file(std::string(QUORIN_TEST_NETWORKS) + "/" + name + ".onnx",
                     dir_ + "/" + name + ".onnx");
     }
@@ -134,6 +135,41 @@ TEST_F(Matte, StillPartsSteadyMovingPartsDoNotTrail) {
     flickerRaw += cv::norm(r[i], r[i - 1], cv::NORM_L1);
   }
   EXPECT_LT(flickerSteady, 0.7 * flickerRaw);
+}
+
+TEST_F(Matte, SecondLooksCoverTheSquareAroundASmallFind) {
+  // Wide frames: the landscape network answers the mean colour, so a white 40x40 block on black
+  // (one network cell) is a small find; the second look's square network answers 0.25
+  // everywhere, so the square it covers shows.
+  const std::string network =
+      "\"network\": \"matte_square.onnx\", \"landscapeNetwork\": \"matte_mean_landscape.onnx\", "
+      "\"window\": 0, ";
+  const std::string looks = Manifest("looks", network + "\"crops\": 1");
+  const std::string once = Manifest("once", network + "\"crops\": 0");
+  const cv::Rect block(400, 120, 40, 40);
+  cv::Mat frame(360, 640, CV_8UC4, cv::Scalar(0, 0, 0, 255));
+  frame(block).setTo(cv::Scalar::all(255));
+  const cv::Mat a = Render(looks, {frame})[0], b = Render(once, {frame})[0];
+  // The square: side max(4 x 40, 0.35 x 360) = 160, centred on the find, 15% of it above. The
+  // refinement (radius 4 at 512 wide, twice) blurs edges by up to 12 pixels; the find's own
+  // answer, enlarged from one cell, reaches a cell further.
+  const cv::Rect square(340, 96, 160, 160);
+  const auto grown = [](cv::Rect r, int by) {
+    return cv::Rect(r.x - by, r.y - by, r.width + 2 * by, r.height + 2 * by);
+  };
+  cv::Mat outside(a.size(), CV_8UC1, cv::Scalar(255)), inside(a.size(), CV_8UC1, cv::Scalar(0));
+  outside(grown(square, 12)).setTo(0);
+  inside(grown(square, -12)).setTo(255);
+  inside(grown(block, 52)).setTo(0);
+  ASSERT_GT(cv::countNonZero(inside), 3000);
+  EXPECT_EQ(cv::countNonZero((a != b) & outside), 0);
+  EXPECT_EQ(cv::countNonZero((a != 64) & inside), 0);
+  EXPECT_EQ(cv::countNonZero(b & inside), 0);
+
+  // A find more than half the picture high is seen well enough: no second look.
+  cv::Mat tall(360, 640, CV_8UC4, cv::Scalar(0, 0, 0, 255));
+  tall(cv::Rect(400, 40, 40, 240)).setTo(cv::Scalar::all(255));
+  EXPECT_EQ(cv::countNonZero(Render(looks, {tall})[0] != Render(once, {tall})[0]), 0);
 }
 
 TEST_F(Matte, WithoutItsNetworksTheClassicalBackendRuns) {
