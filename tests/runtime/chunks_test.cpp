@@ -23,7 +23,11 @@ constexpr int kCut = 8;     // frames from here on are another shot
 constexpr int kWindow = 2;  // the manifests' matte.window
 
 int Kazfx(const std::string& args) {
-  return std::system((std::string(KAZFX) + " apply --quiet " + args + " 2>&1").c_str());
+  // The runtime lies beside kazfx and the plug-in. Named on the library path too: under
+  // AddressSanitizer dlopen is intercepted and no longer sees the plug-in's RUNPATH.
+  const std::string bin = fs::path(KAZFX).parent_path().string();
+  return std::system(
+      ("LD_LIBRARY_PATH=" + bin + " " + KAZFX + " apply --quiet " + args + " 2>&1").c_str());
 }
 
 std::string Png(const std::string& folder, int frame) {
