@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # One entry for everything: installs what is missing, builds, then runs the task.
-#   scripts/run.sh demo    the capture-blur effect over a sample clip the project renders
+#   scripts/run.sh demo    effects over real footage from Debian's opencv-doc (scripts/samples.sh)
 #   scripts/run.sh test    all tests, then all tests again under AddressSanitizer and UBSan
 #   scripts/run.sh build   just the release build (build/)
 set -euo pipefail
@@ -35,10 +35,22 @@ case "$task" in
   demo)
     build build -DKAZ_BUILD_TESTS=OFF -DKAZ_BUILD_BENCH=OFF
     mkdir -p out/demo
-    # A person walking through a furnished room, rendered here: no download needed.
-    build/bin/kazsample out/demo/sample.avi --size 1280x720
-    build/bin/kazfx apply --effect "Background Blur" --param "Back Blur=30" \
-      out/demo/sample.avi out/demo/background_blur.mp4
-    echo "result: $PWD/out/demo/background_blur.mp4 (source: $PWD/out/demo/sample.avi)"
+    # Real footage from Debian's opencv-doc; the project's own rendered clip when it cannot be had.
+    if bash scripts/samples.sh; then
+      build/bin/kazfx apply --effect "Background Blur" --param "Back Blur=30" --frames 300 \
+        samples/vtest.avi out/demo/vtest_background_blur.mp4
+      build/bin/kazfx apply --effect "Background Blur" --param "Back Blur=30" \
+        samples/messi5.jpg out/demo/messi5_background_blur.png
+      build/bin/kazfx apply --effect "Person Cut-Out" samples/basketball1.png \
+        out/demo/basketball1_cutout.png
+      echo "results: $PWD/out/demo/ (vtest_background_blur.mp4, messi5_background_blur.png," \
+        "basketball1_cutout.png; sources in $PWD/samples/)"
+    else
+      echo "demo: no real footage (opencv-doc could not be downloaded); using a rendered clip" >&2
+      build/bin/kazsample out/demo/sample.avi --size 1280x720
+      build/bin/kazfx apply --effect "Background Blur" --param "Back Blur=30" \
+        out/demo/sample.avi out/demo/background_blur.mp4
+      echo "result: $PWD/out/demo/background_blur.mp4 (source: $PWD/out/demo/sample.avi)"
+    fi
     ;;
 esac

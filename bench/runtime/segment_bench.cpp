@@ -120,6 +120,37 @@ void BM_OnnxAroundTheNetwork(benchmark::State& state) {
   Segment(state, model, frames, 3);
 }
 
+// The bundled high-accuracy manifest with the installed selfie networks (scripts/models.sh):
+// network, steadying and edge refinement, as the effects run it.
+void BM_Matte(benchmark::State& state) {
+  const std::string model = std::string(KAZ_RESOURCES) +
+                            "/kaz_effect/plugin/AiModel/humansegmentation_highacc/"
+                            "RQ_HumanSegmentHighAcc_CPU_Openvino_INT8_3.1.0.5.model";
+  if (!std::filesystem::exists(std::string(KAZ_RESOURCES) +
+                               "/kaz_effect/plugin/AiModel/networks/selfie_segmentation.onnx")) {
+    state.SkipWithError("the networks are not installed (scripts/models.sh)");
+    return;
+  }
+  std::vector<cv::Mat> frames = Frames(state.range(0), state.range(1), 195, 10);
+  Segment(state, model, frames, 3);
+}
+
+// The landscape selfie network alone through the plain ONNX path (resize in, network, bilinear
+// resize out): what BM_Matte spends beyond this is steadying and refinement.
+void BM_MatteNetworkOnly(benchmark::State& state) {
+  const std::string network = std::string(KAZ_RESOURCES) +
+                              "/kaz_effect/plugin/AiModel/networks/"
+                              "selfie_segmentation_landscape.onnx";
+  if (!std::filesystem::exists(network)) {
+    state.SkipWithError("the networks are not installed (scripts/models.sh)");
+    return;
+  }
+  std::vector<cv::Mat> frames = Frames(state.range(0), state.range(1), 195, 10);
+  Segment(state, ModelFile("bench_selfie.model",
+                           "{\"backend\": \"onnx\", \"network\": \"" + network + "\"}"),
+          frames, 3);
+}
+
 // The yardstick: copying the same BGRA frame once.
 void BM_CopyFrame(benchmark::State& state) {
   cv::Mat from(static_cast<int>(state.range(1)), static_cast<int>(state.range(0)), CV_8UC4,
@@ -138,6 +169,8 @@ BENCHMARK(BM_Classical)->SIZES;
 BENCHMARK(BM_ClassicalNewScene)->SIZES;
 BENCHMARK(BM_Onnx)->SIZES;
 BENCHMARK(BM_OnnxAroundTheNetwork)->SIZES;
+BENCHMARK(BM_Matte)->SIZES;
+BENCHMARK(BM_MatteNetworkOnly)->SIZES;
 
 }  // namespace
 

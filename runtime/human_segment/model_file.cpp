@@ -177,6 +177,60 @@ void ReadOnnxSections(const Fields& top, const std::string& path, OnnxSettings* 
   s->activation = activation < 0 ? Activation::kAuto : kActivations[activation];
 }
 
+// Reads the network at `path` and its declared input; false when the file does not exist.
+bool ReadNetwork(const std::string& path, const Fields& where, OnnxSettings* s) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return false;
+  s->networkPath = path;
+  s->network = ReadFile(path);
+  OnnxInputInfo info;
+  if (LooksLikeJson(s->network) || !ReadOnnxInput(s->network.data(), s->network.size(), &info)) {
+    where.Fail("network '" + path + "' is not an ONNX model");
+  }
+  s->inputDims = info.dims;
+  return true;
+}
+
+void ReadClassical(const Fields& top, const std::string& path, ClassicalSettings* c) {
+  const json empty = json::object();
+  const Fields options(top.Has("classical") ? top.At("classical") : empty, "classical", path);
+  options.Allow({"workingSize", "peopleDetector", "faceCascade"});
+  c->workingSize = options.Int("workingSize", 96, 1920, 384);
+  c->peopleDetector = options.Bool("peopleDetector", true);
+  if (options.Has("faceCascade")) {
+    const std::string cascade = options.String("faceCascade", "");
+    c->faceCascade =
+        cascade.empty()
+            ? cascade
+            : (std::filesystem::path(path).parent_path() / std::filesystem::path(cascade)).string();
+    c->faceCascadeRequired = !cascade.empty();
+  }
+}
+
+void ReadMatte(const Fields& top, const std::string& path, MatteSettings* m) {
+  if (!top.Has("matte")) top.Fail("\"matte\" is missing (its networks)");
+  const Fields options(top.At("matte"), "matte", path);
+  options.Allow({"network", "landscapeNetwork", "refineSize", "refineRadius", "refineEpsilon",
+                 "window", "crops"});
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  const std::string square = options.String("network", "");
+  if (square.empty()) options.Fail("matte.network is missing or empty");
+  const std::string landscape = options.String("landscapeNetwork", "");
+  m->installed =
+      ReadNetwork((folder / square).string(), options, &m->square) &&
+      (landscape.empty() || ReadNetwork((folder / landscape).string(), options, &m->landscape));
+  m->refineSize = options.Int("refineSize", 64, 4096, m->refineSize);
+  m->refineRadius = options.Int("refineRadius", 1, 64, m->refineRadius);
+  m->refineEpsilon = options.Number("refineEpsilon", m->refineEpsilon, true);
+  if (m->refineEpsilon < 0) options.Fail("matte.refineEpsilon must be positive");
+  m->window = options.Int("window", 0, 8, m->window);
+  m->crops = options.Int("crops", 0, 8, m->crops);
+  for (OnnxSettings* net : {&m->square, &m->landscape}) {
+    net->personChannel = 0;
+    net->activation = Activation::kNone;
+  }
+}
+
 ModelFile ReadManifest(const std::vector<uint8_t>& bytes, const std::string& path) {
   if (bytes.size() > kMaxManifestBytes) {
     throw Failure(kModelInvalid, "manifest '" + path + "' is larger than 1 MiB");
@@ -188,41 +242,31 @@ ModelFile ReadManifest(const std::vector<uint8_t>& bytes, const std::string& pat
     throw Failure(kModelInvalid, "manifest '" + path + "' is not valid JSON: " + e.what());
   }
   const Fields top(document, "manifest", path);
-  top.Allow({"backend", "network", "input", "output", "classical", "comment"});
-  if (!top.Has("backend")) top.Fail("\"backend\" is missing (\"onnx\" or \"classical\")");
+  top.Allow({"backend", "network", "input", "output", "classical", "matte", "comment"});
+  if (!top.Has("backend")) {
+    top.Fail("\"backend\" is missing (\"onnx\", \"classical\" or \"matte\")");
+  }
   if (top.Has("comment")) top.String("comment", "");
 
   ModelFile model;
-  if (top.Choice("backend", {"onnx", "classical"}, 0) == 0) {
-    model.backend = Backend::kOnnx;
-    if (top.Has("classical")) top.Fail("\"classical\" options belong to the classical backend");
-    ReadOnnxSections(top, path, &model.onnx);
-    model.onnx.network = ReadFile(model.onnx.networkPath);
-    OnnxInputInfo info;
-    if (LooksLikeJson(model.onnx.network) ||
-        !ReadOnnxInput(model.onnx.network.data(), model.onnx.network.size(), &info)) {
-      top.Fail("network '" + model.onnx.networkPath + "' is not an ONNX model");
-    }
-    model.onnx.inputDims = info.dims;
-  } else {
-    model.backend = Backend::kClassical;
+  const int backend = top.Choice("backend", {"onnx", "classical", "matte"}, 0);
+  if (backend != 0) {
     for (const char* key : {"network", "input", "output"}) {
       if (top.Has(key)) top.Fail(std::string("\"") + key + "\" belongs to the onnx backend");
     }
-    const json empty = json::object();
-    const Fields options(top.Has("classical") ? top.At("classical") : empty, "classical", path);
-    options.Allow({"workingSize", "peopleDetector", "faceCascade"});
-    model.classical.workingSize = options.Int("workingSize", 96, 1920, 384);
-    model.classical.peopleDetector = options.Bool("peopleDetector", true);
-    if (options.Has("faceCascade")) {
-      const std::string cascade = options.String("faceCascade", "");
-      model.classical.faceCascade =
-          cascade.empty()
-              ? cascade
-              : (std::filesystem::path(path).parent_path() / std::filesystem::path(cascade))
-                    .string();
-      model.classical.faceCascadeRequired = !cascade.empty();
+  }
+  if (backend != 2 && top.Has("matte")) top.Fail("\"matte\" belongs to the matte backend");
+  if (backend == 0) {
+    model.backend = Backend::kOnnx;
+    if (top.Has("classical")) top.Fail("\"classical\" options belong to the classical backend");
+    ReadOnnxSections(top, path, &model.onnx);
+    if (!ReadNetwork(model.onnx.networkPath, top, &model.onnx)) {
+      throw Failure(kModelUnreadable, "cannot open model file '" + model.onnx.networkPath + "'");
     }
+  } else {
+    model.backend = backend == 1 ? Backend::kClassical : Backend::kMatte;
+    ReadClassical(top, path, &model.classical);
+    if (backend == 2) ReadMatte(top, path, &model.matte);
   }
   return model;
 }

@@ -41,12 +41,27 @@ struct ClassicalSettings {
   bool faceCascadeRequired = false;  // named in the manifest, so it must load
 };
 
-enum class Backend { kOnnx, kClassical };
+// A person-matte network pair with MediaPipe selfie segmentation's conventions (RGB in 0..1,
+// NCHW; one channel of person probability out), refined along the frame's edges and steadied
+// over the last few frames.
+struct MatteSettings {
+  OnnxSettings square;          // for frames up to about 4:3 wide
+  OnnxSettings landscape;       // for wider frames; no networkPath: the square one for all
+  bool installed = false;       // every named network file exists
+  int refineSize = 512;         // long side at which the edge refinement's coefficients are fitted
+  int refineRadius = 4;         // its window radius at that size: smaller follows finer edges
+  float refineEpsilon = 0.01f;  // its smoothing: larger keeps more of the network's own matte
+  int window = 2;               // earlier frames a mask may depend on
+  int crops = 0;                // second looks at people found small, per frame
+};
+
+enum class Backend { kOnnx, kClassical, kMatte };
 
 struct ModelFile {
   Backend backend = Backend::kClassical;
   OnnxSettings onnx;
-  ClassicalSettings classical;
+  ClassicalSettings classical;  // also what the matte backend falls back to
+  MatteSettings matte;
 };
 
 // Reads the model file at `path`: a JSON manifest or a bare ONNX network, told apart by content.

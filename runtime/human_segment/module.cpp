@@ -5,8 +5,11 @@
 #include <opencv2/core.hpp>
 #include <string>
 
+#include <mutex>
 #include "common/log.h"
+
 #include "human_segment/classical_segmenter.h"
+#include "human_segment/matte_segmenter.h"
 #include "human_segment/model_file.h"
 #include "human_segment/onnx_segmenter.h"
 #include "human_segment/status.h"
@@ -55,6 +58,19 @@ std::unique_ptr<Segmenter> Load(const std::string& path) {
   ModelFile model = LoadModelFile(path);
   if (model.backend == Backend::kOnnx) {
     return std::make_unique<OnnxSegmenter>(std::move(model.onnx));
+  }
+  if (model.backend == Backend::kMatte) {
+    if (model.matte.installed) {
+      Log(kLogInfo, "human_segment: '%s' selects the matte networks", path.c_str());
+      return std::make_unique<MatteSegmenter>(std::move(model.matte));
+    }
+    static std::once_flag told;
+    std::call_once(told, [&] {
+      Log(kLogInfo,
+          "human_segment: the matte networks of '%s' are not installed (scripts/models.sh); "
+          "using the classical backend",
+          path.c_str());
+    });
   }
   Log(kLogInfo, "human_segment: '%s' selects the classical backend (working size %d)", path.c_str(),
       model.classical.workingSize);

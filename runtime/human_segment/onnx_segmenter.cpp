@@ -64,9 +64,18 @@ std::string Describe(const cv::Mat& m) {
 }  // namespace
 
 OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settings)) {
+  size_ = SizeFromSettings();
+  LoadNetwork();
+  ChooseOutput();
+  const int channels = Probe();
+  Log(kLogInfo, "human_segment: network '%s' loaded: input %dx%d, %d output channel(s)",
+      settings_.networkPath.c_str(), size_.width, size_.height, channels);
+}
+
+cv::Size OnnxSegmenter::SizeFromSettings() const {
   const std::string& path = settings_.networkPath;
   const std::vector<int64_t>& dims = settings_.inputDims;
-  size_ = cv::Size(settings_.width, settings_.height);
+  cv::Size size(settings_.width, settings_.height);
   if (dims.size() == 4) {
     const bool nchw = settings_.inputLayout == Layout::kNchw;
     const int64_t channels = nchw ? dims[1] : dims[3];
@@ -78,23 +87,27 @@ OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settin
                                         " input; a colour picture has 3 (check input.layout)");
     }
     const bool fixed = width > 0 && height > 0 && width <= 8192 && height <= 8192;
-    if (size_.width == 0 && fixed) size_ = cv::Size(int(width), int(height));
-    if (fixed && size_ != cv::Size(int(width), int(height))) {
+    if (size.width == 0 && fixed) size = cv::Size(int(width), int(height));
+    if (fixed && size != cv::Size(int(width), int(height))) {
       throw Failure(kModelInvalid,
                     "network '" + path + "' has a fixed " + std::to_string(width) + "x" +
                         std::to_string(height) + " input, but the manifest asks for " +
-                        std::to_string(size_.width) + "x" + std::to_string(size_.height));
+                        std::to_string(size.width) + "x" + std::to_string(size.height));
     }
   } else if (!dims.empty()) {
     throw Failure(kNetworkFailed, "network '" + path + "' has a " + std::to_string(dims.size()) +
                                       "-dimensional input; a picture input has 4");
   }
-  if (size_.width == 0) {
+  if (size.width == 0) {
     throw Failure(kModelInvalid, "network '" + path +
                                      "' has no fixed input size; give input.width and "
                                      "input.height in a manifest");
   }
+  return size;
+}
 
+void OnnxSegmenter::LoadNetwork() {
+  const std::string& path = settings_.networkPath;
   const QuietOpenCv quiet;
   try {
     net_ = cv::dnn::readNetFromONNX(reinterpret_cast<const char*>(settings_.network.data()),
@@ -107,23 +120,29 @@ OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settin
   settings_.network.shrink_to_fit();
   net_.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
   net_.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
+}
 
+void OnnxSegmenter::ChooseOutput() {
+  const std::string& path = settings_.networkPath;
   if (settings_.outputName.empty()) {
     outputNames_ = net_.getUnconnectedOutLayersNames();
     if (outputNames_.empty()) throw Failure(kNetworkFailed, "network '" + path + "' has no output");
     outputNames_.resize(1);
-  } else {
-    if (net_.getLayerId(settings_.outputName) < 0) {
-      std::string known;
-      for (const std::string& name : net_.getUnconnectedOutLayersNames()) {
-        known += (known.empty() ? "\"" : ", \"") + name + "\"";
-      }
-      throw Failure(kNetworkFailed, "network '" + path + "' has no output \"" +
-                                        settings_.outputName + "\" (its outputs: " + known + ")");
-    }
-    outputNames_ = {settings_.outputName};
+    return;
   }
+  if (net_.getLayerId(settings_.outputName) < 0) {
+    std::string known;
+    for (const std::string& name : net_.getUnconnectedOutLayersNames()) {
+      known += (known.empty() ? "\"" : ", \"") + name + "\"";
+    }
+    throw Failure(kNetworkFailed, "network '" + path + "' has no output \"" + settings_.outputName +
+                                      "\" (its outputs: " + known + ")");
+  }
+  outputNames_ = {settings_.outputName};
+}
 
+int OnnxSegmenter::Probe() {
+  const std::string& path = settings_.networkPath;
   OutputShape shape;
   try {
     FillBlob(cv::Mat(size_, CV_8UC4, cv::Scalar(128, 128, 128, 255)));
@@ -145,14 +164,18 @@ OnnxSegmenter::OnnxSegmenter(OnnxSettings settings) : settings_(std::move(settin
                                      path + "' gives " + std::to_string(shape.channels) +
                                      " channel(s)");
   }
-  Log(kLogInfo, "human_segment: network '%s' loaded: input %dx%d, %d output channel(s)",
-      path.c_str(), size_.width, size_.height, shape.channels);
+  return shape.channels;
 }
 
-void OnnxSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
+const cv::Mat& OnnxSegmenter::Infer(const cv::Mat& bgra) {
   FillBlob(bgra);
   const cv::Mat out = Forward();
   Probability(out, Inspect(out));
+  return probability_;
+}
+
+void OnnxSegmenter::Process(const cv::Mat& bgra, cv::Mat& mask) {
+  Infer(bgra);
   if (probability_.size() == mask.size()) {
     probability_.convertTo(mask, CV_8U, 255.0);
   } else {

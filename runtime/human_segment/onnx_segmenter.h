@@ -21,6 +21,10 @@ class OnnxSegmenter : public Segmenter {
   cv::Size InputSize() const override { return size_; }
   void Process(const cv::Mat& bgra, cv::Mat& mask) override;
 
+  // The person probability (0..1, float) at the network's output size. Valid until the next
+  // call.
+  const cv::Mat& Infer(const cv::Mat& bgra);
+
  private:
   // The network's output, checked against the settings: channel count and the plane geometry.
   struct OutputShape {
@@ -29,6 +33,10 @@ class OnnxSegmenter : public Segmenter {
     int width = 0;
   };
 
+  cv::Size SizeFromSettings() const;
+  void LoadNetwork();
+  void ChooseOutput();
+  int Probe();  // runs once on a grey picture; answers the output's channel count
   void FillBlob(const cv::Mat& bgra);
   cv::Mat Forward();
   OutputShape Inspect(const cv::Mat& out) const;

@@ -104,6 +104,20 @@ def main(directory):
     model.ir_version = 7
     onnx.save(model, os.path.join(directory, "unknown_operator.onnx"))
 
+    # Matte networks (one probability channel, fixed input): a constant answer, told apart by
+    # value, for the square and the landscape input; and the mean of the three channels.
+    for name, shape, value in (("matte_square", [1, 3, 16, 16], 0.25),
+                               ("matte_landscape", [1, 3, 9, 16], 0.75)):
+        save(directory, name, [conv("k", "input", "output")], [tensor("input", shape)],
+             [tensor("output", [1, 1] + shape[2:])],
+             [numpy_helper.from_array(np.zeros((1, 3, 1, 1), np.float32), "k_w"),
+              numpy_helper.from_array(np.array([value], np.float32), "k_b")])
+    for name, shape in (("matte_mean", [1, 3, 16, 16]), ("matte_mean_landscape", [1, 3, 9, 16])):
+        save(directory, name, [conv("k", "input", "output")], [tensor("input", shape)],
+             [tensor("output", [1, 1] + shape[2:])],
+             [numpy_helper.from_array(np.full((1, 3, 1, 1), 1 / 3, np.float32), "k_w"),
+              numpy_helper.from_array(np.zeros(1, np.float32), "k_b")])
+
     # For the benchmark: a small 256x256 segmentation-shaped network (3x3 convolutions, ReLU,
     # two output channels), with fixed random weights.
     rng = np.random.default_rng(7)

@@ -117,6 +117,16 @@ INSTANTIATE_TEST_SUITE_P(
                "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": "
                "\"nets/classical.json\"}}",
                2, "classical.json' cannot be loaded"},
+        Broken{"matte_without_networks", "{\"backend\": \"matte\"}", 3, "\"matte\" is missing"},
+        Broken{"matte_unknown_key",
+               "{\"backend\": \"matte\", \"matte\": {\"network\": \"nets/matte_square.onnx\", "
+               "\"radius\": 2}}",
+               3, "unknown key \"radius\" in matte"},
+        Broken{"matte_network_not_onnx",
+               "{\"backend\": \"matte\", \"matte\": {\"network\": \"nets/classical.json\"}}", 3,
+               "is not an ONNX model"},
+        Broken{"matte_options_elsewhere", "{\"backend\": \"classical\", \"matte\": {}}", 3,
+               "\"matte\" belongs to the matte backend"},
         Broken{"empty_file", "", 3, "is neither a JSON manifest nor an ONNX model"},
         Broken{"json_array", "[{\"backend\": \"classical\"}]", 3,
                "is neither a JSON manifest nor an ONNX model"}),
