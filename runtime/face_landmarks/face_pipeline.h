@@ -17,7 +17,7 @@ struct FaceSettings {
   float minPresence = 0.5f;   // mesh face score below which a track is lost
   int redetectEvery = 30;     // frames between detector runs while faces are tracked
   float smoothing = 0.02f;    // movement (share of face size) followed without smoothing
-  float depthMargin = 0.04f;  // share of face size a point may lie behind the surface
+  float depthMargin = 0.08f;  // share of face size a point may lie behind the surface
   float frontalYaw = 25, frontalPitch = 20;  // degrees, for the frontal flag
 };
 
