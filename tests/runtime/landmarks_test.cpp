@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+// The face and body landmark modules through their C entry points: every failure is a status,
+// never a crash. Tests that need the installed networks skip, saying so, when they are absent.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "quorin/quorin_human_landmarks.h"
+#include "quorin/quorin_pipeline_face_landmarks_v2.h"
+
+namespace {
+
+const std::string kModels = KAZ_RESOURCES "/kaz_effect/plugin/AiModel/";
+const std::string kFace[4] = {
+    kModels + "facedetector/RQ_FaceDetector_x86_Openvino_v1.0.0.0.model",
+    kModels + "face_landmarks/RQ_FaceLandmarks_CPU_Openvino_FP32_3.0.0.0.model",
+    kModels + "face_visibility/RQ_FaceVisibility_Online_Openvino_CPU_FP32_1.0.0.0.model",
+    kModels + "face_pose_estimator/RQ_FacePoseEstimator_Net_Binary_1.0.0.0.model"};
+const std::string kBody =
+    kModels + "human_landmarks/RQ_HumanLandmarks_CPU_Openvino_Int32_1.0.0.0.model";
+
+bool Installed() {
+  return std::filesystem::exists(kModels + "networks/face_landmark.onnx") &&
+         std::filesystem::exists(kModels + "networks/pose_landmark_lite.onnx");
+}
+
+int32_t CreateFace(const std::string paths[4], void** instance) {
+  const QuorinDeviceEntry devices[3] = {};
+  void *slot0 = nullptr, *slot1 = nullptr;
+  return QuorinPipelineFaceLandmarksV2Create(paths[0].c_str(), paths[1].c_str(), paths[2].c_str(),
+                                             paths[3].c_str(), nullptr, devices, &slot0, &slot1,
+                                             instance);
+}
+
+std::string Write(const std::string& name, const std::string& text) {
+  const std::string path = (std::filesystem::temp_directory_path() / name).string();
+  std::ofstream(path) << text;
+  return path;
+}
+
+QuorinFrame Frame(std::vector<uint8_t>& pixels, int width, int height, int format = 4) {
+  pixels.assign(static_cast<size_t>(width) * height * 4, 0);
+  QuorinFrame f{};
+  f.format = format;
+  f.width = width;
+  f.height = height;
+  f.planes[0] = pixels.data();
+  return f;
+}
+
+TEST(LandmarkModules, CreateFailsWithAStatusAndNoInstance) {
+  void* instance = reinterpret_cast<void*>(1);
+  const std::string missing[4] = {"/nonexistent/a.model", kFace[1], kFace[2], kFace[3]};
+  EXPECT_EQ(CreateFace(missing, &instance), 2);
+  EXPECT_EQ(instance, nullptr);
+  const std::string notJson[4] = {Write("lm_bad.model", "{ not json"), kFace[1], kFace[2],
+                                  kFace[3]};
+  EXPECT_EQ(CreateFace(notJson, &instance), 3);
+  const std::string wrongBackend[4] = {kFace[1], kFace[1], kFace[2], kFace[3]};
+  EXPECT_EQ(CreateFace(wrongBackend, &instance), 3);
+  // A manifest whose network is not installed: code 2, whatever else is there.
+  const std::string absent = Write(
+      "lm_absent.model",
+      R"({"backend": "pose", "pose": {"detector": "nothere.onnx", "network": "nothere.onnx"}})");
+  EXPECT_EQ(QuorinHumanLandmarksCreate(absent.c_str(), nullptr, nullptr, &instance), 2);
+  EXPECT_EQ(instance, nullptr);
+  EXPECT_EQ(QuorinHumanLandmarksCreate(nullptr, nullptr, nullptr, &instance), 2);
+  EXPECT_NE(QuorinHumanLandmarksCreate(kBody.c_str(), nullptr, nullptr, nullptr), 0);
+}
+
+TEST(LandmarkModules, NullAndForeignArgumentsAreRefused) {
+  std::vector<uint8_t> pixels;
+  QuorinFrame frame = Frame(pixels, 8, 8);
+  const QuorinFaceRecord* faces = reinterpret_cast<const QuorinFaceRecord*>(&frame);
+  const QuorinPersonLandmarks* people = reinterpret_cast<const QuorinPersonLandmarks*>(&frame);
+  int32_t count = 5;
+  EXPECT_EQ(QuorinPipelineFaceLandmarksV2Process(nullptr, &frame, &faces, &count), 1);
+  EXPECT_EQ(faces, nullptr);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(QuorinHumanLandmarksProcess(nullptr, &frame, 0, &people, &count, 1), 1);
+  EXPECT_EQ(people, nullptr);
+  EXPECT_EQ(QuorinPipelineFaceLandmarksV2Destroy(nullptr), 0);
+  EXPECT_EQ(QuorinHumanLandmarksDestroy(nullptr), 0);
+  EXPECT_EQ(QuorinPipelineFaceLandmarksV2StatusReset(nullptr), 1);
+  EXPECT_EQ(QuorinHumanLandmarksStatusReset(nullptr, 1), 1);
+  // Pointers the modules never handed out (a crash without the check).
+  EXPECT_EQ(QuorinPipelineFaceLandmarksV2OutputRelease(
+                reinterpret_cast<const QuorinFaceRecord*>(pixels.data())),
+            1);
+  EXPECT_EQ(QuorinHumanLandmarksOutputRelease(nullptr), 1);
+}
+
+class InstalledModules : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!Installed()) GTEST_SKIP() << "networks not installed (scripts/models.sh): skipped";
+    ASSERT_EQ(CreateFace(kFace, &face_), 0);
+    ASSERT_EQ(QuorinHumanLandmarksCreate(kBody.c_str(), nullptr, nullptr, &body_), 0);
+  }
+  void TearDown() override {
+    EXPECT_EQ(QuorinPipelineFaceLandmarksV2Destroy(face_), 0);
+    EXPECT_EQ(QuorinHumanLandmarksDestroy(body_), 0);
+  }
+  // The face and body answers for one frame; the body's block is always released.
+  void Run(const QuorinFrame* frame, int32_t* faceStatus, int32_t* bodyStatus,
+           int32_t* found = nullptr) {
+    const QuorinFaceRecord* faces = nullptr;
+    const QuorinPersonLandmarks* people = nullptr;
+    int32_t faceCount = -1, bodyCount = -1;
+    *faceStatus = QuorinPipelineFaceLandmarksV2Process(face_, frame, &faces, &faceCount);
+    *bodyStatus = QuorinHumanLandmarksProcess(body_, frame, 0, &people, &bodyCount, 1);
+    if (faceCount > 0) {
+      EXPECT_EQ(QuorinPipelineFaceLandmarksV2OutputRelease(faces), 0);
+      EXPECT_EQ(QuorinPipelineFaceLandmarksV2OutputRelease(faces), 1) << "double release";
+    }
+    if (*bodyStatus == 0) {
+      EXPECT_NE(people, nullptr);
+      EXPECT_EQ(QuorinHumanLandmarksOutputRelease(people), 0);
+      EXPECT_EQ(QuorinHumanLandmarksOutputRelease(people), 1) << "double release";
+    } else {
+      EXPECT_EQ(people, nullptr);
+      EXPECT_EQ(bodyCount, 0);
+    }
+    if (found != nullptr) *found = faceCount + bodyCount;
+  }
+  void* face_ = nullptr;
+  void* body_ = nullptr;
+};
+
+TEST_F(InstalledModules, BadFramesAnswerOne) {
+  std::vector<uint8_t> pixels;
+  int32_t f = 0, b = 0;
+  Run(nullptr, &f, &b);
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(b, 1);
+  QuorinFrame grey = Frame(pixels, 16, 16, QUORIN_FORMAT_GRAY8);
+  Run(&grey, &f, &b);
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(b, 1);
+  QuorinFrame empty = Frame(pixels, 0, 16);
+  Run(&empty, &f, &b);
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(b, 1);
+  QuorinFrame shortRows = Frame(pixels, 16, 16);
+  shortRows.strides[0] = 60;  // below 16 x 4 bytes
+  Run(&shortRows, &f, &b);
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(b, 1);
+  QuorinFrame noPixels = Frame(pixels, 16, 16);
+  noPixels.planes[0] = nullptr;
+  Run(&noPixels, &f, &b);
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(b, 1);
+}
+
+// Extreme but valid sizes: processed, nobody found on a blank picture, nothing crashes.
+TEST_F(InstalledModules, TinyAndHugeBlankFramesFindNobody) {
+  for (int side : {1, 2, 8000}) {
+    std::vector<uint8_t> pixels;
+    QuorinFrame frame = Frame(pixels, side, side);
+    int32_t f = -1, b = -1, found = -1;
+    Run(&frame, &f, &b, &found);
+    EXPECT_EQ(f, 0) << side;
+    EXPECT_EQ(b, 0) << side;
+    EXPECT_EQ(found, 0) << side;
+    EXPECT_EQ(QuorinPipelineFaceLandmarksV2StatusReset(face_), 0);
+    EXPECT_EQ(QuorinHumanLandmarksStatusReset(body_, 1), 0);
+  }
+}
+
+}  // namespace
