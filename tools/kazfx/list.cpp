@@ -38,8 +38,8 @@ const char kUsage[] =
     "Loads the plug-in as an editor does and lists every effect it registers: name, GUID and\n"
     "the declared parameters (kind, control, range, default, visibility).\n"
     "\n"
-    "  --resources DIR  the resources folder the plug-in scans (default: the project's)\n"
-    "  --plugin PATH    the plug-in file (default: kazAiFilterPlugin.kaz beside kazfx)\n"
+    "  --resources DIR  resources folder (default: $KAZFX_RESOURCES, installed, project's)\n"
+    "  --plugin PATH    plug-in file (default: $KAZFX_PLUGIN, installed, beside kazfx)\n"
     "  --json           the same as JSON, for tools\n"
     "  --verbose        also the plug-in's own log lines, and why descriptions were refused\n";
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -263,11 +264,41 @@ EffectHandle PluginHost::Create(const std::string& guid) {
   return EffectHandle(effect, EffectReleaser{release_});
 }
 
-std::string DefaultPluginPath() {
+namespace {
+
+// `relative` to the kazfx binary, when it exists: an installed kazfx finds its own installation,
+// wherever its prefix was moved.
+std::string BesideExecutable(const std::string& relative) {
   const std::string dir = ExecutableDir();
-  return dir.empty() ? PluginFileName() : dir + "/" + PluginFileName();
+  if (dir.empty()) return std::string();
+  std::error_code ec;
+  const auto path = (std::filesystem::path(dir) / relative).lexically_normal();
+  return std::filesystem::exists(path, ec) ? path.string() : std::string();
 }
 
-std::string DefaultResourcesDir() { return KAZFX_RESOURCES_DIR; }
+std::string FromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+}  // namespace
+
+std::string DefaultPluginPath() {
+  std::string path = FromEnvironment("KAZFX_PLUGIN");
+  if (path.empty()) {
+    path = BesideExecutable(KAZFX_INSTALLED_PLUGIN_DIR "/" + std::string(PluginFileName()));
+  }
+  if (path.empty()) {
+    const std::string dir = ExecutableDir();
+    path = dir.empty() ? PluginFileName() : dir + "/" + PluginFileName();
+  }
+  return path;
+}
+
+std::string DefaultResourcesDir() {
+  std::string dir = FromEnvironment("KAZFX_RESOURCES");
+  if (dir.empty()) dir = BesideExecutable(KAZFX_INSTALLED_RESOURCES_DIR);
+  return dir.empty() ? KAZFX_RESOURCES_DIR : dir;
+}
 
 }  // namespace kazfx
