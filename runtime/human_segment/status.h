@@ -1,32 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-#include <stdexcept>
-#include <string>
+#include "common/status.h"
 
 namespace quorin::hs {
 
-// Non-zero answers of the entry points; listed in docs/runtime.md.
-enum Status : int32_t {
-  kOk = 0,
-  kInvalidArgument = 1,
-  kModelUnreadable = 2,
-  kModelInvalid = 3,
-  kNetworkFailed = 4,
-  kProcessFailed = 5,
-  kOutOfMemory = 6,
-};
-
-// Thrown inside the module and turned into a status (and a log line) at the entry points.
-class Failure : public std::runtime_error {
- public:
-  Failure(Status status, const std::string& message)
-      : std::runtime_error(message), status_(status) {}
-  Status status() const { return status_; }
-
- private:
-  Status status_;
-};
+using quorin::Failure;
+using quorin::kInvalidArgument, quorin::kModelInvalid, quorin::kModelUnreadable,
+    quorin::kNetworkFailed, quorin::kOk, quorin::kOutOfMemory, quorin::kProcessFailed;
+using quorin::Status;
 
 }  // namespace quorin::hs

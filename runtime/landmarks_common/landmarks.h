@@ -12,30 +12,15 @@
 #include <vector>
 
 #include "common/log.h"
+#include "common/status.h"
 #include "quorin/quorin_kernel.h"
 
 namespace quorin::lm {
 
-// Non-zero answers of the entry points; listed in docs/runtime.md.
-enum Status : int32_t {
-  kOk = 0,
-  kInvalidArgument = 1,
-  kModelUnreadable = 2,
-  kModelInvalid = 3,
-  kNetworkFailed = 4,
-  kProcessFailed = 5,
-  kOutOfMemory = 6,
-};
-
-class Failure : public std::runtime_error {
- public:
-  Failure(Status status, const std::string& message)
-      : std::runtime_error(message), status_(status) {}
-  Status status() const { return status_; }
-
- private:
-  Status status_;
-};
+using quorin::Failure;
+using quorin::kInvalidArgument, quorin::kModelInvalid, quorin::kModelUnreadable,
+    quorin::kNetworkFailed, quorin::kOk, quorin::kOutOfMemory, quorin::kProcessFailed;
+using quorin::Status;
 
 // Runs an entry point's body; nothing thrown inside crosses the C boundary.
 template <typename Body>
