@@ -203,15 +203,6 @@ TEST(HumanSeg, OneWrapperSerialisesItsCallers) {
   EXPECT_EQ(SegStats().overlaps, overlapsBefore);
 }
 
-TEST(HumanSeg, TwoWrappersHaveAnInstanceEach) {
-  const KazModuleDoubleStats before = SegStats();
-  {
-    QuorinHumanSeg a("", "", kModels, 2), b("", "", kModels, 3);
-    EXPECT_EQ(SegStats().liveInstances, before.liveInstances + 2);
-  }
-  EXPECT_EQ(SegStats().liveInstances, before.liveInstances);
-}
-
 TEST(KernelFrames, MakePassesTheSevenArgumentsInOrderAndFreeReturnsTheFrame) {
   const auto kernel = GetQuorinCommonSymbols();
   const KazKernelDoubleStats before = kaz_test::KernelStats(*kernel);
@@ -238,28 +229,6 @@ TEST(KernelFrames, MakePassesTheSevenArgumentsInOrderAndFreeReturnsTheFrame) {
   EXPECT_EQ(after.liveFrames, before.liveFrames);
   EXPECT_EQ(after.freeCalls, before.freeCalls + 1);
   EXPECT_EQ(after.unknownFrees, 0);
-}
-
-TEST(KernelFrames, ScopedFrameDescribesAnImageRegionAndFreesItself) {
-  const auto kernel = GetQuorinCommonSymbols();
-  const int before = kaz_test::KernelStats(*kernel).liveFrames;
-  cv::Mat whole(20, 30, CV_8UC4);
-  const cv::Mat region = whole(cv::Rect(3, 2, 10, 5));
-  {
-    ScopedKernelFrame frame(region, QUORIN_FORMAT_BGRA8);
-    ASSERT_TRUE(frame);
-    EXPECT_EQ(frame.get()->planes[0], region.data);
-    EXPECT_EQ(frame.get()->planes[1], nullptr);
-    EXPECT_EQ(frame.get()->strides[0], 30 * 4);
-    EXPECT_EQ(frame.get()->strides[1], 0);
-    EXPECT_EQ(frame.get()->width, 10);
-    EXPECT_EQ(frame.get()->height, 5);
-    const KazKernelDoubleStats made = kaz_test::KernelStats(*kernel);
-    EXPECT_EQ(made.lastReserved0, 0);
-    EXPECT_EQ(made.lastReserved1, 0);
-    EXPECT_EQ(made.liveFrames, before + 1);
-  }
-  EXPECT_EQ(kaz_test::KernelStats(*kernel).liveFrames, before);
 }
 
 // What each double hands back, computed here from the image (see frame_module_double.c).

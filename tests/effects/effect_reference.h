@@ -11,7 +11,9 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "framework/param_value.h"
 #include "imaging/reference.h"
+#include "kaz/ai_data.h"
 #include "kaz/filter_api.h"
 
 namespace kaztest {
@@ -81,6 +83,18 @@ struct Filter {
     const uint32_t kind = v.type;
     NLEEffectFilterSetParameter(f, name, kind, v);
   }
+  Filter& Float(const char* name, float v) {
+    Set(name, vorta::MakeFloatValue(v));
+    return *this;
+  }
+  Filter& Int(const char* name, int32_t v) {
+    Set(name, vorta::MakeIntValue(v));
+    return *this;
+  }
+  // Hands the filter the host's receiver of AI data.
+  void Lend(AIDATA::BaseAIDATA* receiver) {
+    Set(kKAZAiDataTransferName, vorta::MakePointerValue(receiver));
+  }
   // Runs one frame into a destination with padded rows; returns the destination without padding.
   cv::Mat Run(const cv::Mat& src, int dstChannels, uint8_t fill = 77, int32_t* result = nullptr) {
     cv::Mat padded(src.rows, src.cols + 3, dstChannels == 4 ? CV_8UC4 : CV_8UC1,
@@ -89,6 +103,16 @@ struct Filter {
     const int32_t r = NLEEffectFilterTransformChannels(
         f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
         src.cols, src.rows, static_cast<int32_t>(src.step), dstChannels, 4, 4);
+    if (result) *result = r;
+    return dst.clone();
+  }
+  // The same through the four-channel entry, padding filled with 77.
+  cv::Mat Run(const cv::Mat& src, int32_t* result = nullptr) {
+    cv::Mat padded(src.rows, src.cols + 3, CV_8UC4, cv::Scalar::all(77));
+    cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
+    const int32_t r = NLEEffectFilterTransform(
+        f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
+        src.cols, src.rows, static_cast<int32_t>(src.step));
     if (result) *result = r;
     return dst.clone();
   }

@@ -110,7 +110,7 @@ cv::Mat Border(const cv::Mat& src, const cv::Mat& person, const BorderCase& c) {
   return out;
 }
 
-void Configure(EffectFilter& f, const BorderCase& c) {
+void Configure(Filter& f, const BorderCase& c) {
   f.Float("Size", c.size).Float("Blur", c.blur).Int("Opacity", c.opacity);
   f.Int("Start", static_cast<int32_t>(c.start)).Int("End", static_cast<int32_t>(c.end));
   f.Int("Gradient Direction", c.direction);
@@ -125,14 +125,14 @@ class PersonOutline : public ::testing::TestWithParam<BorderRun> {};
 
 TEST_P(PersonOutline, OutlineMatchesTheRule) {
   const BorderRun run = GetParam();
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(run.given.w, run.given.h);
-  EffectFilter f(kBorder);
+  Filter f(kBorder);
   Configure(f, run.given);
   int32_t result = -1;
   const cv::Mat out = f.Run(src, &result);
   ASSERT_EQ(result, 0);
-  EXPECT_EQ(Different(out, Border(src, PersonOf(src), run.rule)), 0);
+  EXPECT_EQ(CountDifferent(out, Border(src, PersonOf(src), run.rule)), 0);
 }
 
 BorderRun Same(BorderCase c) { return {c, c}; }
@@ -164,24 +164,24 @@ INSTANTIATE_TEST_SUITE_P(
         Same({160, 90, 20, 0, 100, kP, kP, 9})));
 
 TEST(PersonOutline, StartEqualToEndIsASolidRingInEveryDirection) {
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(120, 100, 3);
   for (int d = 0; d < 8; ++d) {
     const BorderCase c{120, 100, 30, 1, 100, 0x40C0E0, 0x40C0E0, d};
-    EffectFilter f(kBorder);
+    Filter f(kBorder);
     Configure(f, c);
-    EXPECT_EQ(Different(f.Run(src), Border(src, PersonOf(src), c)), 0) << d;
+    EXPECT_EQ(CountDifferent(f.Run(src), Border(src, PersonOf(src), c)), 0) << d;
   }
 }
 
 TEST(PersonOutline, AMatteOfExactly128IsBackground) {
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   for (int level : {128, 129}) {
     cv::Mat src(40, 40, CV_8UC4, cv::Scalar(0, 90, 90, 255));
     src(cv::Rect(15, 15, 10, 10)).setTo(cv::Scalar(level, 90, 90, 255));
-    EffectFilter f(kBorder);
+    Filter f(kBorder);
     f.Float("Size", 100);  // r = 8
-    EXPECT_EQ(Different(f.Run(src), src) == 0, level == 128) << level;
+    EXPECT_EQ(CountDifferent(f.Run(src), src) == 0, level == 128) << level;
   }
 }
 
@@ -189,24 +189,24 @@ TEST(PersonOutline, AMatteOfExactly128IsBackground) {
 // effect fails untouched, unless the host lends a ready segmentation, which leaves the inner
 // filter idle.
 TEST(PersonOutline, FailuresLeaveTheFrameAndAReadySegmentationIdlesTheInnerFilter) {
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(160, 90, 4);
   const BorderCase c{160, 90, 20, 0, 100, kP, kQ, 4};
-  EffectFilter f(kBorder);
+  Filter f(kBorder);
   Configure(f, c);
   f.Float("Edge_Thickness", 1e6f);
   int32_t result = -1;
-  EXPECT_EQ(Different(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
+  EXPECT_EQ(CountDifferent(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
   EXPECT_EQ(result, 1);
 
   const cv::Mat ready = PersonOf(PersonSource(160, 90, 5));
   ReadyReceiver receiver(ready);
   f.Lend(&receiver);
-  EXPECT_EQ(Different(f.Run(src, &result), Border(src, ready, c)), 0);
+  EXPECT_EQ(CountDifferent(f.Run(src, &result), Border(src, ready, c)), 0);
   EXPECT_EQ(result, 0);
 
   f.Float("Blur", 1e9f);  // a blur box beyond any frame is refused
-  EXPECT_EQ(Different(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
+  EXPECT_EQ(CountDifferent(f.Run(src, &result), cv::Mat(90, 160, CV_8UC4, cv::Scalar::all(77))), 0);
   EXPECT_EQ(result, 1);
 }
 

@@ -81,9 +81,9 @@ class SwingingClones : public ::testing::TestWithParam<SwingCase> {};
 TEST_P(SwingingClones, ClonesMatchTheRule) {
   const SwingCase c = GetParam();
   const Swing& s = c.swing;
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(96, 72, 6);
-  EffectFilter f(c.guid);
+  Filter f(c.guid);
   f.Float("speed", s.speed).Float("distFar", s.far).Float("distNear", s.near);
   f.Int("alphaRadioF", s.alphaFar).Int("alphaRadioN", s.alphaNear);
   NLEEffectFilterSetFrameRate(f.f, s.num, s.den);
@@ -93,7 +93,7 @@ TEST_P(SwingingClones, ClonesMatchTheRule) {
   ASSERT_EQ(result, 0);
   const bool off = std::string(c.guid) == kColor && !(Seconds(s) > 0.0f);
   const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(c.guid, s, 96));
-  EXPECT_EQ(Different(out, expected), 0);
+  EXPECT_EQ(CountDifferent(out, expected), 0);
 }
 
 const float kPi = 3.14159265f;
@@ -139,41 +139,41 @@ std::vector<Copy> WingCopies(int side, float t, int speed, int dist, int w, int 
 }
 
 TEST(WingClones, FeathersFanOutOnTheNamedSide) {
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(120, 80, 7);
   struct {
     int frame, speed, dist;
   } const cases[] = {{0, 0, 5}, {13, 0, 5}, {13, 3, 12}, {40, 0, 5}, {13, 9, 30}, {13, 2, 500}};
   for (const char* guid : {kWingLeft, kWingRight})
     for (const auto& c : cases) {
-      EffectFilter f(guid);
+      Filter f(guid);
       f.Int("speed", c.speed).Int("dist", c.dist);
       NLEEffectFilterSetCurrentTime(f.f, c.frame);  // 25 frames a second by default
       const float t = static_cast<float>(c.frame) / 25.0f;
       const int side = std::string(guid) == kWingLeft ? -1 : 1;
-      EXPECT_EQ(Different(f.Run(src), Clones(src, PersonOf(src),
-                                             WingCopies(side, t, c.speed, c.dist, 120, 80))),
+      EXPECT_EQ(CountDifferent(f.Run(src), Clones(src, PersonOf(src),
+                                                  WingCopies(side, t, c.speed, c.dist, 120, 80))),
                 0)
           << guid << " frame " << c.frame << " speed " << c.speed;
     }
 }
 
 TEST(CloneFamily, AReadySegmentationAndAnInPlaceFrameGiveTheSameClones) {
-  MaskFromChannel0();
+  UseMaskFromChannel(0);
   const cv::Mat src = PersonSource(96, 72, 8), ready = PersonOf(PersonSource(96, 72, 9));
   const Swing s{7, 25, 1, 2.5f, 0.5f, 0.3f, 127, 200};
   for (const char* guid : {kColor, kUnfold}) {
-    EffectFilter f(guid);
+    Filter f(guid);
     NLEEffectFilterSetCurrentTime(f.f, s.frame);
     ReadyReceiver receiver(ready);
     f.Lend(&receiver);
     const cv::Mat expected = Clones(src, ready, SwingCopies(guid, s, 96));
-    EXPECT_EQ(Different(f.Run(src), expected), 0) << guid;
+    EXPECT_EQ(CountDifferent(f.Run(src), expected), 0) << guid;
     cv::Mat frame = src.clone();
-    ASSERT_EQ(NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data,
-                                       96, 72, 384),
-              0);
-    EXPECT_EQ(Different(frame, expected), 0) << guid << " in place";
+    ASSERT_EQ(
+        NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data, 96, 72, 384),
+        0);
+    EXPECT_EQ(CountDifferent(frame, expected), 0) << guid << " in place";
   }
 }
 

@@ -36,35 +36,6 @@ class ReadyReceiver : public KAZAiDataReceiver {
   cv::Mat image_;
 };
 
-struct EffectFilter {
-  explicit EffectFilter(const char* guid) : f(CreateNLEAIEffectFilterFromGUID(guid, "/opt/res")) {}
-  ~EffectFilter() { DeleteNLEAIEffectFilter(&f); }
-  EffectFilter& Float(const char* name, float v) {
-    NLEEffectFilterSetParameter(f, name, vorta::kKindFloat, vorta::MakeFloatValue(v));
-    return *this;
-  }
-  EffectFilter& Int(const char* name, int32_t v) {
-    NLEEffectFilterSetParameter(f, name, vorta::kKindInt, vorta::MakeIntValue(v));
-    return *this;
-  }
-  void Lend(KAZAiDataReceiver* receiver) {
-    NLEEffectFilterSetParameter(
-        f, kKAZAiDataTransferName, vorta::kKindPointer,
-        vorta::MakePointerValue(static_cast<AIDATA::BaseAIDATA*>(receiver)));
-  }
-  // One frame into a destination of padded rows filled with 77; the destination without padding.
-  cv::Mat Run(const cv::Mat& src, int32_t* result = nullptr) {
-    cv::Mat padded(src.rows, src.cols + 3, CV_8UC4, cv::Scalar::all(77));
-    cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
-    const int32_t r = NLEEffectFilterTransform(
-        f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
-        src.cols, src.rows, static_cast<int32_t>(src.step));
-    if (result) *result = r;
-    return dst.clone();
-  }
-  vorta::NLEEffectFilter* f;
-};
-
 // Random colours and alpha; channel 0 is the person mask the test double hands back: a disc of
 // 255 with a soft rim, 0 outside, and a sprinkle of 127, 128 and 129 around the threshold.
 inline cv::Mat PersonSource(int w, int h, unsigned seed = 1) {
@@ -90,14 +61,6 @@ inline cv::Mat PersonOf(const cv::Mat& src) {
   cv::Mat mask;
   cv::extractChannel(src, mask, 0);
   return Premultiplied(src, mask);
-}
-
-inline void MaskFromChannel0() { setenv("KAZ_DOUBLE_HUMANSEG_MASK", "channel:0", 1); }
-
-inline int Different(const cv::Mat& a, const cv::Mat& b) {
-  cv::Mat diff;
-  cv::absdiff(a, b, diff);
-  return cv::countNonZero(diff.reshape(1));
 }
 
 }  // namespace kaztest

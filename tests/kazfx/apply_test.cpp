@@ -201,18 +201,6 @@ TEST_F(Apply, SingleImageToImage) {
   EXPECT_EQ(Entries(dir_.path()), (std::vector<std::string>{"in.png", "out.png"}));
 }
 
-TEST_F(Apply, VideoToFolderDecodesEveryFrameInOrder) {
-  std::vector<cv::Mat> decoded;
-  const std::string clip = WriteVideo("clip.avi", 9, &decoded);
-  ASSERT_EQ(decoded.size(), 9u);
-  const RunResult run =
-      RunKazfx({"apply", "--effect", "Person Cut-Out", clip, P("out/")}, kBlueMask);
-  ASSERT_EQ(run.status, 0) << run.err;
-  std::vector<cv::Mat> expected;
-  for (const cv::Mat& f : decoded) expected.push_back(PersonCutOut(f, 0));
-  ExpectFolder(P("out"), 0, expected);
-}
-
 class VideoOutput : public Apply, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(VideoOutput, HasEveryFrameAtTheClipsSizeAndRate) {

@@ -40,84 +40,58 @@ class BlendCommand : public ::testing::Test {
   std::string layerPath_, basePath_, outPath_;
 };
 
-// How an option reaches the blend: the mode, strength and pre-multiplication it must come to.
-struct ImageCase {
+// How an option reaches the blend: the mode, strength and pre-multiplication it must come to;
+// a solid colour instead of the layer when `solid` is set.
+struct ModeCase {
   const char* name;
   std::vector<std::string> options;
   uint32_t mode;
   int strength;
   bool pre;
+  uint32_t solid = 0;
 };
-void PrintTo(const ImageCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const ModeCase& c, std::ostream* os) { *os << c.name; }
 
-class ImageModes : public BlendCommand, public ::testing::WithParamInterface<ImageCase> {};
+class Modes : public BlendCommand, public ::testing::WithParamInterface<ModeCase> {};
 
-TEST_P(ImageModes, MatchTheRuleOnEveryPixel) {
-  const ImageCase& c = GetParam();
+TEST_P(Modes, MatchTheRuleOnEveryPixel) {
+  const ModeCase& c = GetParam();
   std::vector<std::string> args = {"blend"};
   args.insert(args.end(), c.options.begin(), c.options.end());
-  args.insert(args.end(), {layerPath_, basePath_, outPath_});
-  const RunResult run = RunKazfx(args);
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.err, "");
-  EXPECT_TRUE(SameBytes(ref::blendImage(layer_, base_, c.mode, c.strength, c.pre),
-                        ReadUnchanged(outPath_)));
-}
-
-// Strengths: trunc(opacity * 255) in float; 0.5 -> 127, 0.8 -> 204, 0.6 -> 153.
-INSTANTIATE_TEST_SUITE_P(
-    Blend, ImageModes,
-    ::testing::Values(
-        ImageCase{"NormalHalf", {"--opacity", "0.5"}, 0, 127, false},
-        ImageCase{"NormalPremultiplied", {"--premultiplied", "--opacity", "0.8"}, 0, 204, true},
-        ImageCase{"MultiplyLowerCase", {"--mode", "multiply", "--opacity", "0.6"}, 2, 153, false},
-        ImageCase{"ScreenByNumber", {"--mode", "5"}, 5, 255, false}),
-    [](const ::testing::TestParamInfo<ImageCase>& info) { return info.param.name; });
-
-struct SolidCase {
-  const char* name;
-  std::vector<std::string> options;
-  uint32_t color, mode;
-  int strength;
-  bool pre;
-};
-void PrintTo(const SolidCase& c, std::ostream* os) { *os << c.name; }
-
-class SolidModes : public BlendCommand, public ::testing::WithParamInterface<SolidCase> {};
-
-TEST_P(SolidModes, MatchTheRuleOnEveryPixel) {
-  const SolidCase& c = GetParam();
-  std::vector<std::string> args = {"blend"};
-  args.insert(args.end(), c.options.begin(), c.options.end());
+  if (c.solid == 0) args.push_back(layerPath_);
   args.insert(args.end(), {basePath_, outPath_});
   const RunResult run = RunKazfx(args);
   ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_TRUE(SameBytes(ref::blendSolid(base_, c.color, c.mode, c.strength, c.pre),
+  EXPECT_EQ(run.err, "");
+  EXPECT_TRUE(SameBytes(c.solid == 0 ? ref::blendImage(layer_, base_, c.mode, c.strength, c.pre)
+                                     : ref::blendSolid(base_, c.solid, c.mode, c.strength, c.pre),
                         ReadUnchanged(outPath_)));
 }
 
-// Strengths: 0.5 -> 127, 0.7 -> 178 (178.49999 in float).
+// Strengths: trunc(opacity * 255) in float; 0.5 -> 127, 0.8 -> 204, 0.6 -> 153, 0.7 -> 178
+// (178.49999 in float).
 INSTANTIATE_TEST_SUITE_P(
-    Blend, SolidModes,
-    ::testing::Values(SolidCase{"NormalHalf",
-                                {"--solid", "0x80336699", "--opacity", "0.5"},
-                                0x80336699u,
-                                0,
-                                127,
-                                false},
-                      SolidCase{"NormalPremultiplied",
-                                {"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"},
-                                0x40A0B0C0u,
-                                0,
-                                178,
-                                true},
-                      SolidCase{"Multiply",
-                                {"--solid", "#FF804020", "--mode", "Multiply"},
-                                0xFF804020u,
-                                2,
-                                255,
-                                false}),
-    [](const ::testing::TestParamInfo<SolidCase>& info) { return info.param.name; });
+    Blend, Modes,
+    ::testing::Values(
+        ModeCase{"NormalHalf", {"--opacity", "0.5"}, 0, 127, false},
+        ModeCase{"NormalPremultiplied", {"--premultiplied", "--opacity", "0.8"}, 0, 204, true},
+        ModeCase{"MultiplyLowerCase", {"--mode", "multiply", "--opacity", "0.6"}, 2, 153, false},
+        ModeCase{"ScreenByNumber", {"--mode", "5"}, 5, 255, false},
+        ModeCase{
+            "SolidHalf", {"--solid", "0x80336699", "--opacity", "0.5"}, 0, 127, false, 0x80336699u},
+        ModeCase{"SolidPremultiplied",
+                 {"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"},
+                 0,
+                 178,
+                 true,
+                 0x40A0B0C0u},
+        ModeCase{"SolidMultiply",
+                 {"--solid", "#FF804020", "--mode", "Multiply"},
+                 2,
+                 255,
+                 false,
+                 0xFF804020u}),
+    [](const ::testing::TestParamInfo<ModeCase>& info) { return info.param.name; });
 
 TEST_F(BlendCommand, ImageWithoutAlphaIsOpaque) {
   cv::Mat bgr;
@@ -229,13 +203,6 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorCase{"OutputUnderAFile", {"@L", "@B", "@F"}, 1},
         ErrorCase{"OutputFolderMissing", {"@L", "@B", "/nonexistent-kazfx/out.png"}, 1}),
     [](const ::testing::TestParamInfo<ErrorCase>& info) { return info.param.name; });
-
-TEST_F(BlendCommand, HelpGoesToStdoutAndSucceeds) {
-  const RunResult run = RunKazfx({"blend", "--help"});
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.out.rfind("usage: kazfx blend", 0), 0u);
-  EXPECT_EQ(run.err, "");
-}
 
 }  // namespace
 }  // namespace kazfxtest
