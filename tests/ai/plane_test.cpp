@@ -82,10 +82,8 @@ TEST(PlatformLibraryName, ModuleTableNamesBecomeLinuxFileNames) {
       {"quorin_module_human_segment.dll", "libquorin_module_human_segment.so"},
       {"quorin_module_pipeline_face_landmarks_v2.dll",
        "libquorin_module_pipeline_face_landmarks_v2.so"},
-      {"st_mobile.dll", "libst_mobile.so"},
       {"QUORIN_KERNEL.DLL", "libQUORIN_KERNEL.so"},
       {"quorin_kérnel.dll", "libquorin_kérnel.so"},
-      {"plain", "libplain.so"},
       {"dll.dll.dll", "libdll.dll.so"},
   };
   for (const auto& [table, file] : names) {

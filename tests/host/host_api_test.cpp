@@ -52,13 +52,7 @@ std::vector<std::pair<std::string, int32_t>> BundledEffects() {
   return effects;
 }
 
-std::vector<std::string> BundledGuids() {
-  std::vector<std::string> guids;
-  for (const auto& [guid, flags] : BundledEffects()) guids.push_back(guid);
-  return guids;
-}
-
-const std::vector<std::string> kBundled = BundledGuids();
+const std::vector<std::pair<std::string, int32_t>> kBundled = BundledEffects();
 
 class HostPlugin : public ::testing::Test {
  protected:
@@ -107,8 +101,8 @@ TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
   for (size_t i = 0; i < kBundled.size(); ++i) {
     RecordingRegistrar r;
     ASSERT_EQ(RegisterKAZEffect(static_cast<int32_t>(i), &r), 0) << i;
-    EXPECT_EQ(r.guid, kBundled[i]);
-    EXPECT_EQ(r.flags, BundledEffects()[i].second) << r.guid;
+    EXPECT_EQ(r.guid, kBundled[i].first);
+    EXPECT_EQ(r.flags, kBundled[i].second) << r.guid;
     EXPECT_EQ(r.reserved, 0);
     EXPECT_EQ(host_->util.Count("2:Register AI Effect Success: " + r.guid + " " + r.name), 1);
   }
@@ -250,10 +244,9 @@ TEST_F(HostPlugin, AnEffectRendersTheBytesTheFilterApiGives) {
   TestContext ctx;
   ctx.current = 3;
   ctx.total = 10;
-  KAZHostValue thickness, feather, blur;
-  thickness.kind = KAZHostValue::kDouble;
+  KAZHostValue thickness{}, feather{}, blur{};
+  thickness.kind = feather.kind = KAZHostValue::kDouble;
   thickness.f64 = -1.0;
-  feather.kind = KAZHostValue::kDouble;
   feather.f64 = 3.0;
   blur.kind = KAZHostValue::kInt32;
   blur.i32 = 12;

@@ -88,53 +88,30 @@ class RecordingRegistrar : public KAZEffectRegistrar {
     reserved = v;
     return 0;
   }
-  int32_t DeclareFloat(int32_t g, int32_t i, const char* n, float a, float b, float d,
-                       int32_t v) override {
-    return Number(5, g, i, n, a, b, d, v);
+// Each declaration slot records its number; numbers widen to double, texts are kept.
+#define KAZ_NUMBER_SLOT(method, type, slot)                                              \
+  int32_t method(int32_t g, int32_t i, const char* n, type a, type b, type d, int32_t v) \
+      override {                                                                         \
+    return Number(slot, g, i, n, a, b, d, v);                                            \
   }
-  int32_t DeclareInt(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                     int32_t v) override {
-    return Number(6, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareColor(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                       int32_t v) override {
-    return Number(7, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareCheckBox(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                          int32_t v) override {
-    return Number(9, g, i, n, a, b, d, v);
-  }
+  KAZ_NUMBER_SLOT(DeclareFloat, float, 5)
+  KAZ_NUMBER_SLOT(DeclareInt, int32_t, 6)
+  KAZ_NUMBER_SLOT(DeclareColor, int32_t, 7)
+  KAZ_NUMBER_SLOT(DeclareCheckBox, int32_t, 9)
+  KAZ_NUMBER_SLOT(DeclareDouble, double, 16)
+  KAZ_NUMBER_SLOT(Declare9Palaces, int32_t, 17)
+  KAZ_NUMBER_SLOT(DeclareListMosaic, int32_t, 19)
+  KAZ_NUMBER_SLOT(DeclareColorStart, int32_t, 20)
+  KAZ_NUMBER_SLOT(DeclareColorEnd, int32_t, 21)
+  KAZ_NUMBER_SLOT(DeclareMult100Float, float, 22)
+#undef KAZ_NUMBER_SLOT
   int32_t DeclareString(int32_t g, int32_t i, const char* n, const char* a, const char* b,
                         const char* d, int32_t v) override {
     return Text(14, g, i, n, a, b, d, v);
   }
-  int32_t DeclareDouble(int32_t g, int32_t i, const char* n, double a, double b, double d,
-                        int32_t v) override {
-    return Number(16, g, i, n, a, b, d, v);
-  }
-  int32_t Declare9Palaces(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                          int32_t v) override {
-    return Number(17, g, i, n, a, b, d, v);
-  }
   int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char* a, const char* b,
                           const char* d, int32_t v) override {
     return Text(18, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareListMosaic(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                            int32_t v) override {
-    return Number(19, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareColorStart(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                            int32_t v) override {
-    return Number(20, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareColorEnd(int32_t g, int32_t i, const char* n, int32_t a, int32_t b, int32_t d,
-                          int32_t v) override {
-    return Number(21, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareMult100Float(int32_t g, int32_t i, const char* n, float a, float b, float d,
-                              int32_t v) override {
-    return Number(22, g, i, n, a, b, d, v);
   }
 
  private:

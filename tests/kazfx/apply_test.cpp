@@ -487,15 +487,6 @@ TEST(List, DescriptionWithoutAFilterClassIsRefusedQuietly) {
       << run.err;
 }
 
-TEST(List, EmptyResourcesFolderListsNothing) {
-  kaztest::TempDir empty;
-  const RunResult run = RunKazfx({"list", "--json", "--resources", empty.str()});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const nlohmann::json listed = nlohmann::json::parse(run.out);
-  EXPECT_TRUE(listed.at("effects").empty());
-  EXPECT_EQ(listed.at("plugin").at("resources"), empty.str());
-}
-
 TEST(Help, EveryCommandExplainsItselfOnStdout) {
   for (const char* command : {"list", "apply", "blend"}) {
     const RunResult run = RunKazfx({command, "--help"});

@@ -62,8 +62,6 @@ class ClassicalBackend : public ::testing::Test {
     kaztest::WriteFile(dir_ + "/no_detector.model",
                        "{\"backend\": \"classical\", \"classical\": {\"peopleDetector\": false, "
                        "\"faceCascade\": \"\"}}");
-    kaztest::WriteFile(dir_ + "/no_faces.model",
-                       "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": \"\"}}");
   }
   static void TearDownTestSuite() { std::filesystem::remove_all(dir_); }
   static kazsample::SampleClip Clip(int width, int height, uint32_t seed) {
@@ -141,76 +139,6 @@ TEST_F(ClassicalBackend, FindsAPersonStandingStillFromTheFirstFrame) {
   EXPECT_GE(with.iou[0], 0.6);
   // Without the detector nothing tells a still person from the background yet.
   EXPECT_LT(Mean(without.iou), 0.1);
-}
-
-// A speaker who sits still from the first frame, head and shoulders over a textured wall, as in
-// an interview: nothing moves, and the people detector needs a whole body. Only a face can tell
-// that someone is there. Returns the picture and its person mask.
-cv::Mat Speaker(cv::Mat* truth) {
-  cv::Mat picture(360, 640, CV_8UC3);
-  for (int y = 0; y < picture.rows; ++y) {
-    for (int x = 0; x < picture.cols; ++x) {
-      const int grain = ((x / 9 + y / 13) % 3) * 6;
-      picture.at<cv::Vec3b>(y, x) = cv::Vec3b(140 + grain, 150 + grain, 165 + grain);
-    }
-  }
-  *truth = cv::Mat::zeros(picture.size(), CV_8U);
-  const cv::Point face(320, 170);
-  const auto both = [&](auto draw, const cv::Scalar& colour) {
-    draw(picture, colour);
-    draw(*truth, cv::Scalar(255));
-  };
-  // Shoulders and chest to the bottom edge, then neck, hair and face.
-  both(
-      [](cv::Mat& m, const cv::Scalar& c) {
-        cv::ellipse(m, {320, 390}, {165, 140}, 0, 180, 360, c, -1);
-      },
-      cv::Scalar(110, 60, 40));
-  both([](cv::Mat& m, const cv::Scalar& c) { cv::rectangle(m, cv::Rect(295, 220, 50, 50), c, -1); },
-       cv::Scalar(110, 140, 195));
-  both(
-      [&](cv::Mat& m, const cv::Scalar& c) {
-        cv::ellipse(m, face, {55, 72}, 0, 0, 360, c, -1);
-      },
-      cv::Scalar(120, 150, 205));
-  cv::ellipse(picture, {face.x, face.y - 70}, {58, 30}, 0, 180, 360, {30, 40, 60}, -1);
-  cv::ellipse(*truth, {face.x, face.y - 70}, {58, 30}, 0, 180, 360, cv::Scalar(255), -1);
-  for (int side = -1; side <= 1; side += 2) {
-    cv::ellipse(picture, {face.x + side * 22, face.y - 12}, {11, 6}, 0, 0, 360, {40, 40, 40}, -1);
-    cv::line(picture, {face.x + side * 10, face.y - 28}, {face.x + side * 34, face.y - 28},
-             {40, 50, 70}, 4);
-  }
-  cv::ellipse(picture, {face.x, face.y + 12}, {6, 12}, 0, 0, 360, {100, 130, 185}, -1);
-  cv::ellipse(picture, {face.x, face.y + 38}, {18, 6}, 0, 0, 360, {60, 60, 140}, -1);
-  cv::GaussianBlur(picture, picture, cv::Size(0, 0), 1.5);
-  return picture;
-}
-
-// The face cascade finds a still speaker from the first frame; without it nothing can.
-TEST_F(ClassicalBackend, FindsASpeakerByTheFace) {
-  cv::Mat truth;
-  const cv::Mat picture = Speaker(&truth);
-  auto run = [&](const std::string& model) {
-    Segmenter segmenter;
-    EXPECT_EQ(segmenter.Create(model), 0);
-    std::vector<double> iou;
-    cv::Mat frame, noise(picture.size(), CV_8UC3), mask(picture.size(), CV_8UC1);
-    cv::RNG rng(11);
-    for (int i = 0; i < 12; ++i) {
-      // Sensor noise keeps the frames from being the same picture again.
-      rng.fill(noise, cv::RNG::NORMAL, 0, 2);
-      cv::add(picture, noise, frame);
-      cv::cvtColor(frame, frame, cv::COLOR_BGR2BGRA);
-      EXPECT_EQ(segmenter.Run(frame, mask), 0);
-      iou.push_back(IoU(mask, truth));
-    }
-    return iou;
-  };
-  const std::vector<double> with = run(dir_ + "/classical.model");
-  const std::vector<double> without = run(dir_ + "/no_faces.model");
-  EXPECT_GE(with.front(), 0.6);
-  EXPECT_GE(with.back(), 0.6);
-  EXPECT_LT(without.back(), 0.1);
 }
 
 // Masks of `clip` frames first .. first+count-1 from an instance that sees nothing else.

@@ -8,7 +8,6 @@
  * (output pixel x, y; input pixel at x * inWidth / outWidth, y * inHeight / outHeight):
  *   ramp (default)           (x + 2y) mod 256
  *   fill:V                   V everywhere
- *   rect:X0,Y0,X1,Y1:IN:OUT  IN where X0 <= x < X1 and Y0 <= y < Y1, OUT elsewhere
  *   channel:C                the input's byte C (0 B, 1 G, 2 R, 3 A) at the input pixel
  *   fail                     writes nothing and answers 9
  *   fail:V                   writes V everywhere and answers 9
@@ -226,14 +225,10 @@ static uint8_t Saturate(int value) { return (uint8_t)(value < 0 ? 0 : value > 25
 static int32_t WriteMask(const QuorinFrame* in, QuorinFrame* out) {
   const char* pattern = getenv("KAZ_DOUBLE_HUMANSEG_MASK");
   if (pattern == NULL || *pattern == '\0') pattern = "ramp";
-  int fill = -1, channel = -1, x0 = 0, y0 = 0, x1 = 0, y1 = 0, inside = 0, outside = 0;
-  int rect = 0;
+  int fill = -1, channel = -1;
   int32_t status = 0;
   if (strcmp(pattern, "ramp") == 0) {
   } else if (sscanf(pattern, "fill:%d", &fill) == 1) {
-  } else if (sscanf(pattern, "rect:%d,%d,%d,%d:%d:%d", &x0, &y0, &x1, &y1, &inside, &outside) ==
-             6) {
-    rect = 1;
   } else if (sscanf(pattern, "channel:%d", &channel) == 1 && channel >= 0 && channel < 4) {
   } else if (strcmp(pattern, "fail") == 0) {
     return 9;
@@ -249,7 +244,6 @@ static int32_t WriteMask(const QuorinFrame* in, QuorinFrame* out) {
       const int32_t sx = (int32_t)((int64_t)x * in->width / out->width);
       int value = (x + 2 * y) & 255;
       if (fill >= 0) value = fill;
-      if (rect) value = x >= x0 && x < x1 && y >= y0 && y < y1 ? inside : outside;
       if (channel >= 0) value = Pixel(in, sx, sy, 4)[channel];
       row[x] = (uint8_t)value;
     }
