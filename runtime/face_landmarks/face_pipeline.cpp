@@ -108,15 +108,33 @@ FacePipeline::FacePipeline(const FaceSettings& settings)
 }
 
 std::vector<lm::Detection> FacePipeline::Detect(const cv::Mat& bgra) {
-  lm::Letterbox map = lm::LetterboxBlob(bgra, kShortSize, -1, 1, blob_);
+  const lm::Letterbox map = lm::LetterboxBlob(bgra, kShortSize, -1, 1, blob_);
   const std::vector<cv::Mat>& out = shortNet_.Run(blob_);
   std::vector<lm::Detection> found =
       lm::DecodeSsd(out[0], out[1], shortAnchors_, kShortSize, 6, settings_.minScore, map);
   // The short-range network misses faces far from the camera; the full-range one finds them.
-  if (found.empty() && fullNet_) {
-    map = lm::LetterboxBlob(bgra, kFullSize, -1, 1, blob_);
+  // A face of a few dozen pixels in a wide shot is too small even for that one at the whole
+  // frame's scale, so the four overlapping corners of the frame are looked at closer: all four
+  // on the first frame (a still picture gets one call), then one in turn on each detection, at
+  // a fraction of the cost, so that a face walking in is found within four.
+  const auto fullRange = [&](const cv::Rect& view) {
+    lm::Letterbox viewMap = lm::LetterboxBlob(bgra(view), kFullSize, -1, 1, blob_);
+    viewMap.offset += cv::Point2f(view.tl());
     const std::vector<cv::Mat>& full = fullNet_->Run(blob_);
-    found = lm::DecodeSsd(full[0], full[1], fullAnchors_, kFullSize, 6, settings_.minScore, map);
+    const std::vector<lm::Detection> more =
+        lm::DecodeSsd(full[0], full[1], fullAnchors_, kFullSize, 6, settings_.minScore, viewMap);
+    found.insert(found.end(), more.begin(), more.end());
+  };
+  if (found.empty() && fullNet_) fullRange(cv::Rect(0, 0, bgra.cols, bgra.rows));
+  if (found.empty() && fullNet_ && std::max(bgra.cols, bgra.rows) >= 2 * kFullSize) {
+    const cv::Size tile(bgra.cols * 3 / 5, bgra.rows * 3 / 5);
+    for (int i = 0, n = lookedEverywhere_ ? 1 : 4; i < n; ++i) {
+      fullRange(cv::Rect(cv::Point(nextCorner_ % 2 ? bgra.cols - tile.width : 0,
+                                   nextCorner_ / 2 ? bgra.rows - tile.height : 0),
+                         tile));
+      nextCorner_ = (nextCorner_ + 1) % 4;
+    }
+    lookedEverywhere_ = true;
   }
   return lm::WeightedNms(std::move(found), 0.3f, settings_.maxFaces);
 }

@@ -30,7 +30,11 @@ class FacePipeline {
   explicit FacePipeline(const FaceSettings& settings);
   // The faces of one frame, tracked from the frame before unless Reset was called.
   std::vector<QuorinFaceRecord> Process(const cv::Mat& bgra);
-  void Reset() { tracks_.clear(); }
+  void Reset() {
+    tracks_.clear();
+    nextCorner_ = 0;
+    lookedEverywhere_ = false;
+  }
 
  private:
   struct Track {
@@ -51,6 +55,8 @@ class FacePipeline {
   std::vector<Track> tracks_;
   int sinceDetect_ = 0;
   int nextId_ = 1;
+  int nextCorner_ = 0;             // the corner of the frame the next closer look takes
+  bool lookedEverywhere_ = false;  // every corner was looked at since the start
   cv::Mat blob_;
 };
 
