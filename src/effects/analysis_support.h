@@ -20,6 +20,21 @@ struct AnalysisPaths {
   std::string resourceDir, cloudResourceDir, modelDir;
 };
 
+// An analysis effect: the result of its last frame is held for the host to ask for.
+class AnalysisEffect : public NLEAIEffectFilter {
+ public:
+  explicit AnalysisEffect(FilterInfoPtr info) : NLEAIEffectFilter(info), paths_(info.get()) {}
+  int32_t GetAIResData(std::shared_ptr<AIDATA::BaseAIDATA>* result) override {
+    if (result == nullptr) return 1;
+    *result = held_;
+    return 0;
+  }
+
+ protected:
+  AnalysisPaths paths_;
+  std::shared_ptr<AIDATA::BaseAIDATA> held_;
+};
+
 // The module wrapper every filter of `group` shares, made on first use; null while it cannot be
 // created (each call tries again).
 template <class Module>

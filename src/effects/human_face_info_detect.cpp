@@ -9,10 +9,9 @@
 #include "effects/effect_support.h"
 #include "framework/registry.h"
 
-class CHumanFaceInfoDetect : public vorta::NLEAIEffectFilter {
+class CHumanFaceInfoDetect : public vorta::AnalysisEffect {
  public:
-  explicit CHumanFaceInfoDetect(vorta::FilterInfoPtr info)
-      : NLEAIEffectFilter(info), paths_(info.get()) {}
+  using AnalysisEffect::AnalysisEffect;
 
   // 0 when faces were found; 1 otherwise, the destination then holding the source as well.
   int32_t Transform(unsigned char* dst, int32_t, int32_t, int32_t dstStride, unsigned char*,
@@ -25,10 +24,8 @@ class CHumanFaceInfoDetect : public vorta::NLEAIEffectFilter {
     // Large frames are searched at 0.4 of their size: faces there are big enough, and the
     // detector's cost grows with the area. Points are fractions of the frame either way.
     cv::Mat image = frame.source;
-    scale_ = 1.0f;
     if (width >= 1920 || height >= 1080) {
-      scale_ = 0.4f;
-      cv::resize(frame.source, image, cv::Size(), scale_, scale_, cv::INTER_LINEAR);
+      cv::resize(frame.source, image, cv::Size(), 0.4, 0.4, cv::INTER_LINEAR);
     }
     held_.reset();
     if (!module_) {
@@ -37,14 +34,7 @@ class CHumanFaceInfoDetect : public vorta::NLEAIEffectFilter {
     }
     const bool found = module_ && module_->Process(image, held_);
     if (found) Push();
-    if (!found) vorta::PassThrough(frame.source, frame.destination);
     return found ? 0 : 1;
-  }
-
-  int32_t GetAIResData(std::shared_ptr<AIDATA::BaseAIDATA>* result) override {
-    if (result == nullptr) return 1;
-    *result = held_;
-    return 0;
   }
 
  private:
@@ -56,10 +46,7 @@ class CHumanFaceInfoDetect : public vorta::NLEAIEffectFilter {
     receiver->ReceiveFaceData(blob.data(), static_cast<uint32_t>(blob.size()));
   }
 
-  vorta::AnalysisPaths paths_;
   std::shared_ptr<QuorinHumanFaceInfo> module_;
-  std::shared_ptr<AIDATA::BaseAIDATA> held_;
-  float scale_ = 1.0f;
 };
 
 KAZ_EFFECT_MAKER(CHumanFaceInfoDetect)

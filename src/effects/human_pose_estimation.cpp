@@ -8,10 +8,9 @@
 #include "framework/registry.h"
 
 // The class name keeps the spelling hosts already know.
-class CHumanHuamnPoseEstimation : public vorta::NLEAIEffectFilter {
+class CHumanHuamnPoseEstimation : public vorta::AnalysisEffect {
  public:
-  explicit CHumanHuamnPoseEstimation(vorta::FilterInfoPtr info)
-      : NLEAIEffectFilter(info), paths_(info.get()) {}
+  using AnalysisEffect::AnalysisEffect;
 
   // 0 with a result; 1 without a module (the destination left as given) or when the module's
   // output could not be read (the destination then holds the source).
@@ -39,12 +38,6 @@ class CHumanHuamnPoseEstimation : public vorta::NLEAIEffectFilter {
     return held_ ? 0 : 1;
   }
 
-  int32_t GetAIResData(std::shared_ptr<AIDATA::BaseAIDATA>* result) override {
-    if (result == nullptr) return 1;
-    *result = held_;
-    return 0;
-  }
-
  private:
   void Push() const {
     KAZAiDataReceiver* receiver = vorta::LentReceiver(*this);
@@ -56,9 +49,7 @@ class CHumanHuamnPoseEstimation : public vorta::NLEAIEffectFilter {
                               static_cast<uint32_t>(blob.size()));
   }
 
-  vorta::AnalysisPaths paths_;
   std::shared_ptr<QuorinHumanPose> module_;
-  std::shared_ptr<AIDATA::BaseAIDATA> held_;
   int32_t lastWidth_ = 0;
   int32_t lastHeight_ = 0;
 };
