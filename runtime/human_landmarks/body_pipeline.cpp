@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "landmarks_common/tracking.h"
+
 namespace quorin::body {
 
 namespace {
@@ -27,11 +29,7 @@ lm::Crop AlignedCrop(cv::Point2f centre, cv::Point2f scalePoint) {
 }
 
 cv::Rect2f Bounds(const std::vector<cv::Point3f>& points) {
-  cv::Rect2f box(points[0].x, points[0].y, 0, 0);
-  for (int i = 0; i < kBodyPoints; ++i) {
-    box |= cv::Rect2f(points[i].x, points[i].y, 0, 0);
-  }
-  return box;
+  return lm::PointBounds(points, kBodyPoints);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "landmarks_common/tracking.h"
 #include "quorin/quorin_human_landmarks.h"
 #include "quorin/quorin_pipeline_face_landmarks_v2.h"
 
@@ -168,6 +169,24 @@ TEST_F(InstalledModules, TinyAndHugeBlankFramesFindNobody) {
     EXPECT_EQ(found, 0) << side;
     EXPECT_EQ(QuorinPipelineFaceLandmarksV2StatusReset(face_), 0);
     EXPECT_EQ(QuorinHumanLandmarksStatusReset(body_, 1), 0);
+  }
+}
+
+// Boxes of single points used to come out empty, so a tracked person never covered a
+// detection and every scheduled detector run added a second track of the same body.
+TEST(LandmarkTracking, PointBoundsSpanTheFirstPoints) {
+  const std::vector<cv::Point3f> three = {{5, 7, 0}, {-3, 10, 1}, {2, -1, 0}};
+  const struct {
+    std::vector<cv::Point3f> points;
+    size_t count;
+    cv::Rect2f box;
+  } cases[] = {{three, 3, {-3, -1, 8, 11}},
+               {three, 2, {-3, 7, 8, 3}},
+               {three, 9, {-3, -1, 8, 11}},
+               {three, 1, {5, 7, 0, 0}},
+               {{}, 4, {0, 0, 0, 0}}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(quorin::lm::PointBounds(c.points, c.count), c.box) << c.count;
   }
 }
 
