@@ -2,6 +2,7 @@
 // Accuracy and stability of the face and body landmark modules on labelled photographs:
 //   landmarks_quality LABELS.json SAMPLES_DIR   recall, normalised mean error, PCK@0.2
 //   landmarks_quality --jitter IMAGE            frame-to-frame movement on a noisy still clip
+//   landmarks_quality --lag IMAGE               body points' lag behind a noisy still that pans
 // Labels name points by part; see bench/runtime/landmark_labels.json.
 #include <cmath>
 #include <cstdio>
@@ -207,11 +208,59 @@ int Jitter(const char* image) {
   return 0;
 }
 
+// The still of --jitter with the same noise, first at rest and then panning right by `pan` px
+// a frame: the body points should move with the picture. The reference is the mean of the
+// points at rest (frames 10..39) moved by the pan, so the network's own bias between crops
+// cancels; lag is how far behind along the pan the points are, error the distance.
+int Lag(const char* image) {
+  cv::Mat photo = cv::imread(image), still, bgra;
+  if (photo.empty()) return std::fprintf(stderr, "cannot read %s\n", image), 1;
+  cv::resize(photo, still, cv::Size(1280, 720));
+  std::vector<double> rest(66, 0.0);
+  for (const float pan : {0.0f, 4.0f, 8.0f}) {
+    void* body = CreateBody();
+    cv::RNG rng(7);
+    double lag = 0, error = 0;
+    int n = 0, frames = 0;
+    for (int t = 0; t < 40; ++t) {
+      const cv::Matx23f shift(1, 0, pan * t, 0, 1, 0);
+      cv::Mat moved, noise(still.size(), CV_16SC3), noisy;
+      cv::warpAffine(still, moved, shift, still.size(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+      rng.fill(noise, cv::RNG::NORMAL, 0, 3);
+      cv::add(moved, noise, noisy, cv::noArray(), CV_8UC3);
+      cv::cvtColor(noisy, bgra, cv::COLOR_BGR2BGRA);
+      QuorinFrame frame = FrameOf(bgra);
+      const QuorinPersonLandmarks* people = nullptr;
+      int32_t count = 0;
+      QuorinHumanLandmarksProcess(body, &frame, 0, &people, &count, 1);
+      // From frame 10 on the filters have settled.
+      if (count > 0 && t >= 10) {
+        ++frames;
+        for (size_t k = 0; k < 66; k += 2, ++n) {
+          const float* p = people[0].points + k;
+          if (pan == 0) rest[k] += p[0] / 30.0, rest[k + 1] += p[1] / 30.0;
+          const double dx = rest[k] + pan * t - p[0], dy = rest[k + 1] - p[1];
+          lag += dx, error += std::hypot(dx, dy);
+        }
+      }
+      QuorinHumanLandmarksOutputRelease(people);
+    }
+    QuorinHumanLandmarksDestroy(body);
+    if (frames < 30) return std::fprintf(stderr, "the body was lost\n"), 1;
+    if (pan == 0) continue;
+    std::printf("body panning %2.0f px a frame at 1280x720: lag %.2f px, error %.2f px\n", pan,
+                lag / n, error / n);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::string(argv[1]) == "--jitter") return Jitter(argv[2]);
+  if (argc == 3 && std::string(argv[1]) == "--lag") return Lag(argv[2]);
   if (argc == 3) return Quality(argv[1], argv[2]);
-  std::fprintf(stderr, "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE\n");
+  std::fprintf(stderr,
+               "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE | --lag IMAGE\n");
   return 2;
 }
