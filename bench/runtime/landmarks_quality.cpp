@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Accuracy and stability of the face and body landmark modules on labelled photographs:
 //   landmarks_quality LABELS.json SAMPLES_DIR   recall, normalised mean error, PCK@0.2
-//   landmarks_quality --jitter IMAGE            frame-to-frame movement on a noisy still clip
+//   landmarks_quality --jitter IMAGE [X Y W H]  frame-to-frame movement on a noisy still clip
+//                                               (of the photo's region X Y W H if given)
 //   landmarks_quality --lag IMAGE               body points' lag behind a noisy still that pans
 // Labels name points by part; see bench/runtime/landmark_labels.json.
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -156,9 +158,15 @@ int Quality(const char* labelsPath, const std::string& samples) {
 
 // A still photograph as a 720p clip with sensor noise (sigma 3 of 255 per sample): the mean
 // and largest frame-to-frame movement of the 106 face points and the 33 body points.
-int Jitter(const char* image) {
+int Jitter(const char* image, const cv::Rect& region) {
   cv::Mat photo = cv::imread(image), still, bgra;
   if (photo.empty()) return std::fprintf(stderr, "cannot read %s\n", image), 1;
+  if (region.area() > 0) {
+    if ((region & cv::Rect(0, 0, photo.cols, photo.rows)) != region) {
+      return std::fprintf(stderr, "the region is outside %s\n", image), 1;
+    }
+    photo = photo(region);
+  }
   cv::resize(photo, still, cv::Size(1280, 720));
   void* face = CreateFace();
   void* body = CreateBody();
@@ -166,6 +174,7 @@ int Jitter(const char* image) {
   std::vector<float> lastFace, lastBody;
   double faceSum = 0, bodySum = 0, faceMax = 0, bodyMax = 0;
   int faceN = 0, bodyN = 0;
+  float faceWidth = 0;
   for (int t = 0; t < 60; ++t) {
     cv::Mat noise(still.size(), CV_16SC3), noisy;
     rng.fill(noise, cv::RNG::NORMAL, 0, 3);
@@ -177,6 +186,7 @@ int Jitter(const char* image) {
     std::vector<float> now;
     if (QuorinPipelineFaceLandmarksV2Process(face, &frame, &faces, &count) == 0 && count > 0) {
       now.assign(&faces[0].landmarks[0][0], &faces[0].landmarks[0][0] + 212);
+      faceWidth = faces[0].box[2] - faces[0].box[0];
       QuorinPipelineFaceLandmarksV2OutputRelease(faces);
     }
     if (t >= 5 && now.size() == lastFace.size() && !now.empty()) {
@@ -199,8 +209,10 @@ int Jitter(const char* image) {
     }
     lastBody = now;
   }
-  std::printf("face jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps\n",
-              faceN ? faceSum / faceN : -1.0, faceMax, faceN);
+  std::printf(
+      "face jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps (face box "
+      "%.0f px wide)\n",
+      faceN ? faceSum / faceN : -1.0, faceMax, faceN, faceWidth);
   std::printf("body jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps\n",
               bodyN ? bodySum / bodyN : -1.0, bodyMax, bodyN);
   QuorinPipelineFaceLandmarksV2Destroy(face);
@@ -257,10 +269,15 @@ int Lag(const char* image) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string(argv[1]) == "--jitter") return Jitter(argv[2]);
+  if (argc == 3 && std::string(argv[1]) == "--jitter") return Jitter(argv[2], cv::Rect());
+  if (argc == 7 && std::string(argv[1]) == "--jitter") {
+    return Jitter(argv[2], cv::Rect(std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]),
+                                    std::atoi(argv[6])));
+  }
   if (argc == 3 && std::string(argv[1]) == "--lag") return Lag(argv[2]);
   if (argc == 3) return Quality(argv[1], argv[2]);
   std::fprintf(stderr,
-               "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE | --lag IMAGE\n");
+               "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE [X Y W H] | "
+               "--lag IMAGE\n");
   return 2;
 }
