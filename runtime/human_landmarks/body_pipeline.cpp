@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <future>
 
 namespace quorin::body {
 
@@ -87,21 +86,8 @@ void BodyPipeline::Smooth(Track& track) const {
   }
 }
 
-std::vector<lm::Detection> BodyPipeline::Detect(const cv::Mat& bgra) {
-  const lm::Letterbox map = lm::LetterboxBlob(bgra, kDetectorSize, -1, 1, detectorBlob_);
-  const std::vector<cv::Mat>& out = detector_.Run(detectorBlob_);
-  return lm::WeightedNms(
-      lm::DecodeSsd(out[0], out[1], anchors_, kDetectorSize, 4, settings_.minScore, map), 0.3f,
-      settings_.maxPeople);
-}
-
 std::vector<Person> BodyPipeline::Process(const cv::Mat& bgra, bool track) {
   if (!track) tracks_.clear();
-  // A scheduled detector run only looks for newcomers, so it runs beside the tracking of the
-  // people already known: with a second core the frame costs the longer of the two, not both.
-  const bool scheduled = track && !tracks_.empty() && sinceDetect_ + 1 >= settings_.redetectEvery;
-  std::future<std::vector<lm::Detection>> early;
-  if (scheduled) early = std::async(std::launch::async, [&] { return Detect(bgra); });
   std::vector<Track> kept;
   for (Track& t : tracks_) {
     const float side = t.crop.side;
@@ -125,25 +111,25 @@ std::vector<Person> BodyPipeline::Process(const cv::Mat& bgra, bool track) {
     if (!twin) tracks_.push_back(std::move(t));
   }
 
-  std::vector<lm::Detection> found;
-  if (scheduled) {
-    found = early.get();
+  if (tracks_.empty() || !track || ++sinceDetect_ >= settings_.redetectEvery) {
     sinceDetect_ = 0;
-  } else if (tracks_.empty() || !track || ++sinceDetect_ >= settings_.redetectEvery) {
-    found = Detect(bgra);
-    sinceDetect_ = 0;
-  }
-  for (const lm::Detection& d : found) {
-    if (static_cast<int>(tracks_.size()) >= settings_.maxPeople) break;
-    bool known = false;
-    for (const Track& t : tracks_) known = known || Bounds(t.points).contains(d.keys[0]);
-    if (known) continue;
-    // A new track starts its filters afresh.
-    Track t;
-    t.crop = AlignedCrop(d.keys[0], d.keys[1]);
-    if (RunLandmarks(bgra, t)) {
-      Smooth(t);
-      tracks_.push_back(std::move(t));
+    const lm::Letterbox map = lm::LetterboxBlob(bgra, kDetectorSize, -1, 1, blob_);
+    const std::vector<cv::Mat>& out = detector_.Run(blob_);
+    const std::vector<lm::Detection> found = lm::WeightedNms(
+        lm::DecodeSsd(out[0], out[1], anchors_, kDetectorSize, 4, settings_.minScore, map), 0.3f,
+        settings_.maxPeople);
+    for (const lm::Detection& d : found) {
+      if (static_cast<int>(tracks_.size()) >= settings_.maxPeople) break;
+      bool known = false;
+      for (const Track& t : tracks_) known = known || Bounds(t.points).contains(d.keys[0]);
+      if (known) continue;
+      // A new track starts its filters afresh.
+      Track t;
+      t.crop = AlignedCrop(d.keys[0], d.keys[1]);
+      if (RunLandmarks(bgra, t)) {
+        Smooth(t);
+        tracks_.push_back(std::move(t));
+      }
     }
   }
   std::vector<Person> people;

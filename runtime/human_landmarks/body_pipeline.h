@@ -52,9 +52,6 @@ class BodyPipeline {
     lm::OneEuro cropFilters[4];        // x and y of the two alignment points
     std::vector<cv::Point2f> shown;    // the body points after the filter
   };
-  // Detections in frame pixels; touches only the detector's own state, so it may run on
-  // another thread beside RunLandmarks.
-  std::vector<lm::Detection> Detect(const cv::Mat& bgra);
   bool RunLandmarks(const cv::Mat& bgra, Track& track);
   void Smooth(Track& track) const;
 
@@ -63,7 +60,7 @@ class BodyPipeline {
   std::vector<cv::Point2f> anchors_;
   std::vector<Track> tracks_;
   int sinceDetect_ = 0;
-  cv::Mat blob_, detectorBlob_;
+  cv::Mat blob_;
 };
 
 }  // namespace quorin::body
