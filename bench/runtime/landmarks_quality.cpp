@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Accuracy and stability of the face and body landmark modules on labelled photographs:
 //   landmarks_quality LABELS.json SAMPLES_DIR   recall, normalised mean error, PCK@0.2
-//   landmarks_quality --jitter IMAGE            frame-to-frame movement on a noisy still clip
+//   landmarks_quality --jitter IMAGE [X Y W H]  frame-to-frame movement on a noisy still clip
+//                                               (of the photo's region X Y W H if given)
+//   landmarks_quality --lag IMAGE               body points' lag behind a noisy still that pans
 // Labels name points by part; see bench/runtime/landmark_labels.json.
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -155,9 +158,15 @@ int Quality(const char* labelsPath, const std::string& samples) {
 
 // A still photograph as a 720p clip with sensor noise (sigma 3 of 255 per sample): the mean
 // and largest frame-to-frame movement of the 106 face points and the 33 body points.
-int Jitter(const char* image) {
+int Jitter(const char* image, const cv::Rect& region) {
   cv::Mat photo = cv::imread(image), still, bgra;
   if (photo.empty()) return std::fprintf(stderr, "cannot read %s\n", image), 1;
+  if (region.area() > 0) {
+    if ((region & cv::Rect(0, 0, photo.cols, photo.rows)) != region) {
+      return std::fprintf(stderr, "the region is outside %s\n", image), 1;
+    }
+    photo = photo(region);
+  }
   cv::resize(photo, still, cv::Size(1280, 720));
   void* face = CreateFace();
   void* body = CreateBody();
@@ -165,6 +174,7 @@ int Jitter(const char* image) {
   std::vector<float> lastFace, lastBody;
   double faceSum = 0, bodySum = 0, faceMax = 0, bodyMax = 0;
   int faceN = 0, bodyN = 0;
+  float faceWidth = 0;
   for (int t = 0; t < 60; ++t) {
     cv::Mat noise(still.size(), CV_16SC3), noisy;
     rng.fill(noise, cv::RNG::NORMAL, 0, 3);
@@ -176,6 +186,7 @@ int Jitter(const char* image) {
     std::vector<float> now;
     if (QuorinPipelineFaceLandmarksV2Process(face, &frame, &faces, &count) == 0 && count > 0) {
       now.assign(&faces[0].landmarks[0][0], &faces[0].landmarks[0][0] + 212);
+      faceWidth = faces[0].box[2] - faces[0].box[0];
       QuorinPipelineFaceLandmarksV2OutputRelease(faces);
     }
     if (t >= 5 && now.size() == lastFace.size() && !now.empty()) {
@@ -198,8 +209,10 @@ int Jitter(const char* image) {
     }
     lastBody = now;
   }
-  std::printf("face jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps\n",
-              faceN ? faceSum / faceN : -1.0, faceMax, faceN);
+  std::printf(
+      "face jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps (face box "
+      "%.0f px wide)\n",
+      faceN ? faceSum / faceN : -1.0, faceMax, faceN, faceWidth);
   std::printf("body jitter at 1280x720: mean %.3f px, max %.3f px over %d point steps\n",
               bodyN ? bodySum / bodyN : -1.0, bodyMax, bodyN);
   QuorinPipelineFaceLandmarksV2Destroy(face);
@@ -207,11 +220,64 @@ int Jitter(const char* image) {
   return 0;
 }
 
+// The still of --jitter with the same noise, first at rest and then panning right by `pan` px
+// a frame: the body points should move with the picture. The reference is the mean of the
+// points at rest (frames 10..39) moved by the pan, so the network's own bias between crops
+// cancels; lag is how far behind along the pan the points are, error the distance.
+int Lag(const char* image) {
+  cv::Mat photo = cv::imread(image), still, bgra;
+  if (photo.empty()) return std::fprintf(stderr, "cannot read %s\n", image), 1;
+  cv::resize(photo, still, cv::Size(1280, 720));
+  std::vector<double> rest(66, 0.0);
+  for (const float pan : {0.0f, 4.0f, 8.0f}) {
+    void* body = CreateBody();
+    cv::RNG rng(7);
+    double lag = 0, error = 0;
+    int n = 0, frames = 0;
+    for (int t = 0; t < 40; ++t) {
+      const cv::Matx23f shift(1, 0, pan * t, 0, 1, 0);
+      cv::Mat moved, noise(still.size(), CV_16SC3), noisy;
+      cv::warpAffine(still, moved, shift, still.size(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+      rng.fill(noise, cv::RNG::NORMAL, 0, 3);
+      cv::add(moved, noise, noisy, cv::noArray(), CV_8UC3);
+      cv::cvtColor(noisy, bgra, cv::COLOR_BGR2BGRA);
+      QuorinFrame frame = FrameOf(bgra);
+      const QuorinPersonLandmarks* people = nullptr;
+      int32_t count = 0;
+      QuorinHumanLandmarksProcess(body, &frame, 0, &people, &count, 1);
+      // From frame 10 on the filters have settled.
+      if (count > 0 && t >= 10) {
+        ++frames;
+        for (size_t k = 0; k < 66; k += 2, ++n) {
+          const float* p = people[0].points + k;
+          if (pan == 0) rest[k] += p[0] / 30.0, rest[k + 1] += p[1] / 30.0;
+          const double dx = rest[k] + pan * t - p[0], dy = rest[k + 1] - p[1];
+          lag += dx, error += std::hypot(dx, dy);
+        }
+      }
+      QuorinHumanLandmarksOutputRelease(people);
+    }
+    QuorinHumanLandmarksDestroy(body);
+    if (frames < 30) return std::fprintf(stderr, "the body was lost\n"), 1;
+    if (pan == 0) continue;
+    std::printf("body panning %2.0f px a frame at 1280x720: lag %.2f px, error %.2f px\n", pan,
+                lag / n, error / n);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string(argv[1]) == "--jitter") return Jitter(argv[2]);
+  if (argc == 3 && std::string(argv[1]) == "--jitter") return Jitter(argv[2], cv::Rect());
+  if (argc == 7 && std::string(argv[1]) == "--jitter") {
+    return Jitter(argv[2], cv::Rect(std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]),
+                                    std::atoi(argv[6])));
+  }
+  if (argc == 3 && std::string(argv[1]) == "--lag") return Lag(argv[2]);
   if (argc == 3) return Quality(argv[1], argv[2]);
-  std::fprintf(stderr, "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE\n");
+  std::fprintf(stderr,
+               "usage: landmarks_quality LABELS.json SAMPLES_DIR | --jitter IMAGE [X Y W H] | "
+               "--lag IMAGE\n");
   return 2;
 }

@@ -27,11 +27,7 @@ lm::Crop AlignedCrop(cv::Point2f centre, cv::Point2f scalePoint) {
 }
 
 cv::Rect2f Bounds(const std::vector<cv::Point3f>& points) {
-  cv::Rect2f box(points[0].x, points[0].y, 0, 0);
-  for (int i = 0; i < kBodyPoints; ++i) {
-    box |= cv::Rect2f(points[i].x, points[i].y, 0, 0);
-  }
-  return box;
+  return lm::PointBounds(points, kBodyPoints);
 }
 
 }  // namespace
@@ -45,7 +41,15 @@ BodySettings ReadBodySettings(const char* path) {
   s.maxPeople = static_cast<int>(m.Number("maxPeople", 1, 16, s.maxPeople));
   s.minPresence = static_cast<float>(m.Number("minPresence", 0.05, 0.99, s.minPresence));
   s.redetectEvery = static_cast<int>(m.Number("redetectEvery", 1, 1000, s.redetectEvery));
-  s.smoothing = static_cast<float>(m.Number("smoothing", 0, 1, s.smoothing));
+  s.cropSlack = static_cast<float>(m.Number("cropSlack", 0, 0.5, s.cropSlack));
+  s.filter.minCutoff =
+      static_cast<float>(m.Number("filterMinCutoff", 0.01, 1000, s.filter.minCutoff));
+  s.filter.beta = static_cast<float>(m.Number("filterBeta", 0, 1000, s.filter.beta));
+  s.filter.derivativeCutoff =
+      static_cast<float>(m.Number("filterDerivativeCutoff", 0.01, 1000, s.filter.derivativeCutoff));
+  s.cropFilter.minCutoff =
+      static_cast<float>(m.Number("cropMinCutoff", 0.01, 1000, s.cropFilter.minCutoff));
+  s.cropFilter.beta = static_cast<float>(m.Number("cropBeta", 0, 1000, s.cropFilter.beta));
   return s;
 }
 
@@ -61,35 +65,43 @@ bool BodyPipeline::RunLandmarks(const cv::Mat& bgra, Track& track) {
   const std::vector<cv::Mat>& out = landmarks_.Run(blob_);
   if (!(out[1].ptr<float>()[0] >= settings_.minPresence)) return false;
   const float* p = out[0].ptr<float>();
-  std::vector<cv::Point3f> points(kNetworkPoints);
-  std::vector<float> scores(kNetworkPoints);
+  track.points.resize(kNetworkPoints);
+  track.scores.resize(kNetworkPoints);
   for (int i = 0; i < kNetworkPoints; ++i) {
     const cv::Point2f xy = track.crop.ToFrame(p[5 * i], p[5 * i + 1], kLandmarkSize);
-    points[i] = cv::Point3f(xy.x, xy.y, 0);
-    scores[i] = lm::Sigmoid(p[5 * i + 3]);
+    track.points[i] = cv::Point3f(xy.x, xy.y, 0);
+    track.scores[i] = lm::Sigmoid(p[5 * i + 3]);
   }
-  // Small movements are mostly noise: follow them slowly, large ones at once.
-  if (track.tracked && track.points.size() == points.size() && settings_.smoothing > 0) {
-    const float follow = settings_.smoothing * track.crop.side;
-    for (int i = 0; i < kNetworkPoints; ++i) {
-      const cv::Point3f d = points[i] - track.points[i];
-      const float a = std::min(1.0f, std::max(0.2f, std::hypot(d.x, d.y) / follow));
-      points[i] = track.points[i] + d * a;
-    }
-  }
-  track.points = std::move(points);
-  track.scores = std::move(scores);
   return true;
+}
+
+void BodyPipeline::Smooth(Track& track) const {
+  track.filters.resize(2 * kBodyPoints);
+  track.shown.resize(kBodyPoints);
+  for (int i = 0; i < kBodyPoints; ++i) {
+    track.shown[i].x =
+        track.filters[2 * i].Filter(track.points[i].x, track.crop.side, settings_.filter);
+    track.shown[i].y =
+        track.filters[2 * i + 1].Filter(track.points[i].y, track.crop.side, settings_.filter);
+  }
 }
 
 std::vector<Person> BodyPipeline::Process(const cv::Mat& bgra, bool track) {
   if (!track) tracks_.clear();
   std::vector<Track> kept;
   for (Track& t : tracks_) {
-    t.crop = AlignedCrop(cv::Point2f(t.points[kCentre].x, t.points[kCentre].y),
-                         cv::Point2f(t.points[kScalePoint].x, t.points[kScalePoint].y));
-    t.tracked = true;
-    if (RunLandmarks(bgra, t)) kept.push_back(std::move(t));
+    const float side = t.crop.side;
+    const lm::OneEuroSettings& f = settings_.cropFilter;
+    const lm::Crop next =
+        AlignedCrop(cv::Point2f(t.cropFilters[0].Filter(t.points[kCentre].x, side, f),
+                                t.cropFilters[1].Filter(t.points[kCentre].y, side, f)),
+                    cv::Point2f(t.cropFilters[2].Filter(t.points[kScalePoint].x, side, f),
+                                t.cropFilters[3].Filter(t.points[kScalePoint].y, side, f)));
+    if (lm::CropMoved(t.crop, next, settings_.cropSlack)) t.crop = next;
+    if (RunLandmarks(bgra, t)) {
+      Smooth(t);
+      kept.push_back(std::move(t));
+    }
   }
   tracks_.clear();
   for (Track& t : kept) {
@@ -111,18 +123,20 @@ std::vector<Person> BodyPipeline::Process(const cv::Mat& bgra, bool track) {
       bool known = false;
       for (const Track& t : tracks_) known = known || Bounds(t.points).contains(d.keys[0]);
       if (known) continue;
+      // A new track starts its filters afresh.
       Track t;
       t.crop = AlignedCrop(d.keys[0], d.keys[1]);
-      if (RunLandmarks(bgra, t)) tracks_.push_back(std::move(t));
+      if (RunLandmarks(bgra, t)) {
+        Smooth(t);
+        tracks_.push_back(std::move(t));
+      }
     }
   }
   std::vector<Person> people;
   for (const Track& t : tracks_) {
     Person p;
-    for (int i = 0; i < kBodyPoints; ++i) {
-      p.points.emplace_back(t.points[i].x, t.points[i].y);
-      p.scores.push_back(t.scores[i]);
-    }
+    p.points = t.shown;
+    p.scores.assign(t.scores.begin(), t.scores.begin() + kBodyPoints);
     people.push_back(std::move(p));
   }
   return people;

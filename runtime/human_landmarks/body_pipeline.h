@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "landmarks_common/landmarks.h"
+#include "landmarks_common/tracking.h"
 
 namespace quorin::body {
 
@@ -17,7 +18,14 @@ struct BodySettings {
   int maxPeople = 4;
   float minPresence = 0.5f;  // landmark network's person score below which a track is lost
   int redetectEvery = 15;    // frames between detector runs while people are tracked
-  float smoothing = 0.01f;   // movement (share of body size) followed without smoothing
+  // The next crop comes from the alignment points through their own filter, and stays put
+  // until it would move by more than this share of its side: a crop that follows every wobble
+  // feeds the network's noise back into its next input.
+  float cropSlack = 0.01f;
+  lm::OneEuroSettings cropFilter{0.1f, 40.0f, 1.0f, 30.0f};
+  // The body points' filter. Speeds are in crop sides per second, frames taken as 1/30 s apart
+  // (frames come without times).
+  lm::OneEuroSettings filter{0.3f, 150.0f, 1.0f, 30.0f};
 };
 
 BodySettings ReadBodySettings(const char* path);
@@ -38,11 +46,14 @@ class BodyPipeline {
  private:
   struct Track {
     lm::Crop crop;
-    std::vector<cv::Point3f> points;  // all 39 network points; z unused
+    std::vector<cv::Point3f> points;  // all 39 network points as found; z unused
     std::vector<float> scores;
-    bool tracked = false;
+    std::vector<lm::OneEuro> filters;  // x and y of each body point
+    lm::OneEuro cropFilters[4];        // x and y of the two alignment points
+    std::vector<cv::Point2f> shown;    // the body points after the filter
   };
   bool RunLandmarks(const cv::Mat& bgra, Track& track);
+  void Smooth(Track& track) const;
 
   BodySettings settings_;
   lm::Network detector_, landmarks_;

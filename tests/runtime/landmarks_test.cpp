@@ -3,11 +3,14 @@
 // never a crash. Tests that need the installed networks skip, saying so, when they are absent.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <string>
 #include <vector>
 
+#include "landmarks_common/tracking.h"
 #include "quorin/quorin_human_landmarks.h"
 #include "quorin/quorin_pipeline_face_landmarks_v2.h"
 
@@ -169,6 +172,104 @@ TEST_F(InstalledModules, TinyAndHugeBlankFramesFindNobody) {
     EXPECT_EQ(QuorinPipelineFaceLandmarksV2StatusReset(face_), 0);
     EXPECT_EQ(QuorinHumanLandmarksStatusReset(body_, 1), 0);
   }
+}
+
+// The tracking settings are checked at create: out of range or not a number is code 3.
+TEST(LandmarkModules, BodyTrackingSettingsAreChecked) {
+  if (!Installed()) GTEST_SKIP() << "networks not installed (scripts/models.sh): skipped";
+  const std::string networks = R"("detector": ")" + kModels + R"(networks/pose_detection.onnx",
+      "network": ")" + kModels +
+                               R"(networks/pose_landmark_lite.onnx")";
+  const struct {
+    const char* setting;
+    int32_t status;
+  } cases[] = {{R"("cropSlack": 0)", 0},       {R"("cropSlack": 0.6)", 3},
+               {R"("filterMinCutoff": 0)", 3}, {R"("filterBeta": -1)", 3},
+               {R"("cropBeta": "fast")", 3},   {R"("filterDerivativeCutoff": 0)", 3},
+               {R"("cropMinCutoff": 1e9)", 3}};
+  for (const auto& c : cases) {
+    const std::string path = Write(
+        "lm_filter.model", R"({"backend": "pose", "pose": {)" + networks + ", " + c.setting + "}}");
+    void* instance = nullptr;
+    EXPECT_EQ(QuorinHumanLandmarksCreate(path.c_str(), nullptr, nullptr, &instance), c.status)
+        << c.setting;
+    EXPECT_EQ(instance != nullptr, c.status == 0) << c.setting;
+    if (instance != nullptr) QuorinHumanLandmarksDestroy(instance);
+  }
+}
+
+// Boxes of single points used to come out empty, so a tracked person never covered a
+// detection and every scheduled detector run added a second track of the same body.
+TEST(LandmarkTracking, PointBoundsSpanTheFirstPoints) {
+  const std::vector<cv::Point3f> three = {{5, 7, 0}, {-3, 10, 1}, {2, -1, 0}};
+  const struct {
+    std::vector<cv::Point3f> points;
+    size_t count;
+    cv::Rect2f box;
+  } cases[] = {{three, 3, {-3, -1, 8, 11}},
+               {three, 2, {-3, 7, 8, 3}},
+               {three, 9, {-3, -1, 8, 11}},
+               {three, 1, {5, 7, 0, 0}},
+               {{}, 4, {0, 0, 0, 0}}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(quorin::lm::PointBounds(c.points, c.count), c.box) << c.count;
+  }
+}
+
+// Each bound is crossed by a crop-edge midpoint moving more than slack x side: here 10 px.
+TEST(LandmarkTracking, CropMovesOnlyBeyondTheSlack) {
+  using quorin::lm::Crop;
+  const Crop last{{100, 100}, 200, 0};
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const struct {
+    Crop next;
+    float slack;
+    bool moved;
+  } cases[] = {{last, 0.05f, false},
+               {last, 0, false},
+               {{{106, 108}, 200, 0}, 0.05f, false},  // 10 px exactly
+               {{{106, 108.5f}, 200, 0}, 0.05f, true},
+               {{{100, 100}, 220, 0}, 0.05f, false},
+               {{{100, 100}, 178, 0}, 0.05f, true},
+               {{{100, 100}, 200, 0.09f}, 0.05f, false},
+               {{{100, 100}, 200, -0.11f}, 0.05f, true},
+               {{{100, 101}, 200, 0}, 0, true},
+               {{{100, 100}, nan, 0}, 0.05f, true},
+               {{{nan, 100}, 200, 0}, 0.05f, true}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(quorin::lm::CropMoved(last, c.next, c.slack), c.moved)
+        << c.next.centre << " " << c.next.side << " " << c.next.angle << " " << c.slack;
+  }
+  // Angles a full turn apart are the same turn: 3.1 and -3.1 rad differ by 0.083 rad.
+  EXPECT_FALSE(quorin::lm::CropMoved({{0, 0}, 200, 3.1f}, {{0, 0}, 200, -3.1f}, 0.05f));
+}
+
+TEST(LandmarkTracking, OneEuroFilter) {
+  using quorin::lm::OneEuro;
+  using quorin::lm::OneEuroSettings;
+  // Without beta it is an exponential low-pass, a = 2 pi fc / (2 pi fc + rate): after a unit
+  // step the output has covered 1 - (1 - a)^n of it.
+  for (const OneEuroSettings s : {OneEuroSettings{1, 0, 1, 30}, OneEuroSettings{4, 0, 9, 60}}) {
+    const double a = 2 * CV_PI * s.minCutoff / (2 * CV_PI * s.minCutoff + s.rate);
+    OneEuro f;
+    EXPECT_EQ(f.Filter(5, 1, s), 5);  // the first sample passes
+    for (int n = 1; n <= 20; ++n) {
+      EXPECT_NEAR(f.Filter(6, 1, s), 5 + 1 - std::pow(1 - a, n), 1e-5) << n;
+    }
+    f.Reset();
+    EXPECT_EQ(f.Filter(-3, 1, s), -3);
+    EXPECT_EQ(f.Filter(-3, 1, s), -3);  // at rest it stays exactly put
+  }
+  // Speed raises the cut-off: a step is followed faster with beta, and by the same share at
+  // any size when the scale grows with the values.
+  const OneEuroSettings slow{0.3f, 0, 1, 30}, quick{0.3f, 150, 1, 30};
+  OneEuro a, b, c;
+  for (OneEuro* f : {&a, &b, &c}) f->Filter(0, 1, slow);
+  const float still = a.Filter(10, 100, slow), fast = b.Filter(10, 100, quick);
+  const float big = c.Filter(1000, 10000, quick);
+  EXPECT_GT(fast, 2 * still);
+  EXPECT_LT(fast, 10);
+  EXPECT_NEAR(big / 100, fast, 1e-4);
 }
 
 }  // namespace
