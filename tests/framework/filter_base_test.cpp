@@ -30,25 +30,21 @@ TEST(FilterBase, StartsWithTheDescriptionsGuidAndDefaults) {
   ASSERT_EQ(f.GetParameter("Edge Thickness", &kind, &value), 0);
   EXPECT_EQ(kind, 3u);
   EXPECT_EQ(PayloadAs<float>(value), 2.0f);
-}
-
-TEST(FilterBase, NullInformationGivesAnEmptyFilter) {
-  InvertTestFilter f(nullptr);
-  EXPECT_STREQ(f.GetGUID(), "");
-  NLEParamValue value;
-  EXPECT_FALSE(f.GetParameterValue("Edge Thickness", value));
+  InvertTestFilter empty(nullptr);
+  EXPECT_STREQ(empty.GetGUID(), "");
+  EXPECT_FALSE(empty.GetParameterValue("Edge Thickness", value));
 }
 
 TEST(FilterBase, ParameterSetsArePrivateCopies) {
   FilterInfoPtr info = InfoWithParams("G", kTwoParams);
   InvertTestFilter a(info), b(info);
   ASSERT_EQ(a.SetParameter("Edge Thickness", 3, vorta::MakeFloatValue(-4.0f)), 0);
-  NLEParamValue value;
-  ASSERT_TRUE(b.GetParameterValue("Edge Thickness", value));
-  EXPECT_EQ(PayloadAs<float>(value), 2.0f);
-  EXPECT_EQ(PayloadAs<float>(info->ParamAt(0)->Value()), 2.0f);
-  ASSERT_TRUE(a.GetParameterValue("Edge Thickness", value));
-  EXPECT_EQ(PayloadAs<float>(value), -4.0f);
+  NLEParamValue va, vb;
+  ASSERT_TRUE(a.GetParameterValue("Edge Thickness", va) &&
+              b.GetParameterValue("Edge Thickness", vb));
+  EXPECT_EQ(std::vector<float>({PayloadAs<float>(va), PayloadAs<float>(vb),
+                                PayloadAs<float>(info->ParamAt(0)->Value())}),
+            std::vector<float>({-4.0f, 2.0f, 2.0f}));
 }
 
 TEST(FilterBase, NewNamesTakeTheGivenKindExistingNamesKeepTheirs) {
@@ -128,23 +124,19 @@ class Registry : public ::testing::Test {
   FilterInfoPtr Info(const std::string& guid) { return InfoWithParams(guid, kTwoParams); }
 };
 
-TEST_F(Registry, CreatesTheClassOfAnExactGuid) {
-  const int before = InvertTestFilter::constructed;
-  vorta::NLEEffectFilter* f =
-      vorta::CreateFilterFromTable(table_, Info("AAAAAAAA-2222-3333-4444-555555555555"), true);
-  ASSERT_NE(f, nullptr);
-  EXPECT_NE(dynamic_cast<InvertTestFilter*>(f), nullptr);
-  EXPECT_STREQ(f->GetGUID(), "AAAAAAAA-2222-3333-4444-555555555555");
-  EXPECT_EQ(InvertTestFilter::constructed, before + 1);
-  delete f;
-}
-
-TEST_F(Registry, AskingAnswersTheMarkerAndBuildsNothing) {
+// Creating builds the class of an exact GUID; asking answers the marker and builds nothing.
+TEST_F(Registry, CreatesTheClassOfAnExactGuidAndAskingBuildsNothing) {
   const int before = InvertTestFilter::constructed;
   EXPECT_EQ(
       vorta::CreateFilterFromTable(table_, Info("11111111-2222-3333-4444-555555555555"), false),
       reinterpret_cast<vorta::NLEEffectFilter*>(1));
   EXPECT_EQ(InvertTestFilter::constructed, before);
+  vorta::NLEEffectFilter* f =
+      vorta::CreateFilterFromTable(table_, Info("AAAAAAAA-2222-3333-4444-555555555555"), true);
+  ASSERT_NE(dynamic_cast<InvertTestFilter*>(f), nullptr);
+  EXPECT_STREQ(f->GetGUID(), "AAAAAAAA-2222-3333-4444-555555555555");
+  EXPECT_EQ(InvertTestFilter::constructed, before + 1);
+  delete f;
 }
 
 TEST_F(Registry, CaseBracesAndPrefixesDoNotMatch) {

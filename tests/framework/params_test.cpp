@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <tuple>
+
 #include <nlohmann/json.hpp>
 
 #include "framework/filter_info.h"
@@ -88,42 +91,33 @@ TEST(ReadParams, TypeErrorsPropagateWithTheLibraryMessage) {
   EXPECT_EQ(info.ParamCount(), 0);
 }
 
-TEST(ParamStore, FileUrlPrefixIsRemovedOnceFromTextValues) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
-  set.SetValue(vorta::MakeTextValue("file:/C:/clips/file:/a.png"));
-  EXPECT_EQ(set.Value().text, "C:/clips/file:/a.png");
-  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "C:/clips/file:/a.png");
-}
-
-TEST(ParamStore, PayloadOnlyTextIsTakenFromThePayload) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
-  NLEParamValue value;
-  std::strcpy(reinterpret_cast<char*>(value.payload), "file:/x/y.png");
-  value.type = vorta::kKindString;
-  set.SetValue(value);
-  EXPECT_EQ(set.Value().text, "x/y.png");
-  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "x/y.png");
-}
-
-TEST(ParamStore, LongTextIsCutInThePayloadAndKeptWholeInTheText) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
+// Text values lose one file URL prefix (also when only the payload holds them) and are cut in
+// the payload, kept whole in the text; other kinds store the value as it is, tag included.
+TEST(ParamStore, TextValuesAreCleanedAndCutOtherKindsKeptAsGiven) {
+  NLEParamValue payloadOnly;
+  std::strcpy(reinterpret_cast<char*>(payloadOnly.payload), "file:/x/y.png");
+  payloadOnly.type = vorta::kKindString;
   const std::string longText(700, 'q');
-  set.SetValue(vorta::MakeTextValue(longText));
-  EXPECT_EQ(set.Value().text, longText);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(set.Value().payload)),
-            longText.substr(0, 511));
-}
-
-TEST(ParamStore, NonTextKindsStoreTheValueAsItIs) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindFloat);
-  NLEParamValue value = vorta::MakeTextValue("file:/kept");
-  set.SetValue(value);
-  EXPECT_EQ(set.Value().text, "file:/kept");
-  EXPECT_EQ(set.Value().type, 6u) << "the value's own tag is copied";
+  const struct {
+    uint32_t kind;
+    NLEParamValue value;
+    std::string text, payload;
+    uint32_t type;
+  } cases[] = {
+      {vorta::kKindString, vorta::MakeTextValue("file:/C:/clips/file:/a.png"),
+       "C:/clips/file:/a.png", "C:/clips/file:/a.png", 6},
+      {vorta::kKindString, payloadOnly, "x/y.png", "x/y.png", 6},
+      {vorta::kKindString, vorta::MakeTextValue(longText), longText, longText.substr(0, 511), 6},
+      {vorta::kKindFloat, vorta::MakeTextValue("file:/kept"), "file:/kept", "file:/kept", 6}};
+  for (const auto& c : cases) {
+    NLEFilterParams set;
+    set.SetKind(c.kind);
+    set.SetValue(c.value);
+    EXPECT_EQ(std::make_tuple(set.Value().text,
+                              std::string(reinterpret_cast<const char*>(set.Value().payload)),
+                              set.Value().type),
+              std::make_tuple(c.text, c.payload, c.type));
+  }
 }
 
 TEST(ParamCopy, IsDeep) {
