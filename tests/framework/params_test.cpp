@@ -26,26 +26,21 @@ TEST(ReadParams, NumericKindsAndTheirPayloads) {
   auto f = ReadOne(R"({"NAME": "Edge Feather", "TYPE": "float", "MIN": -2.5, "MAX": 10,
                        "DEFAULT": 0.75})");
   ASSERT_TRUE(f);
-  EXPECT_EQ(f->Kind(), 3u);
-  EXPECT_EQ(PayloadAs<float>(f->Min()), -2.5f);
-  EXPECT_EQ(PayloadAs<float>(f->Max()), 10.0f);
-  EXPECT_EQ(PayloadAs<float>(f->Default()), 0.75f);
-  EXPECT_EQ(PayloadAs<float>(f->Value()), 0.75f) << "the value starts as the default";
-  EXPECT_EQ(f->Min().type, 3u);
-  EXPECT_EQ(f->Value().type, 3u);
-
+  // The value starts as the default, every payload tagged with the kind.
+  EXPECT_EQ(std::make_tuple(f->Kind(), PayloadAs<float>(f->Min()), PayloadAs<float>(f->Max()),
+                            PayloadAs<float>(f->Default()), PayloadAs<float>(f->Value()),
+                            f->Min().type, f->Value().type),
+            std::make_tuple(3u, -2.5f, 10.0f, 0.75f, 0.75f, 3u, 3u));
+  // Doubles keep full precision.
   auto d = ReadOne(R"({"NAME": "d", "TYPE": "double", "DEFAULT": 0.1})");
-  EXPECT_EQ(d->Kind(), 2u);
-  EXPECT_EQ(PayloadAs<double>(d->Value()), 0.1) << "doubles keep full precision";
-
+  EXPECT_EQ(std::make_tuple(d->Kind(), PayloadAs<double>(d->Value())), std::make_tuple(2u, 0.1));
   auto p = ReadOne(R"({"NAME": "p", "TYPE": "point", "DEFAULT": 3})");
-  EXPECT_EQ(p->Kind(), 5u);
-  EXPECT_EQ(PayloadAs<int32_t>(p->Value()), 3);
-
+  EXPECT_EQ(std::make_tuple(p->Kind(), PayloadAs<int32_t>(p->Value())), std::make_tuple(5u, 3));
+  // Absent bounds and default are zero.
   auto i = ReadOne(R"({"NAME": "i", "TYPE": "int", "MIN": -7})");
-  EXPECT_EQ(PayloadAs<int32_t>(i->Min()), -7);
-  EXPECT_EQ(PayloadAs<int32_t>(i->Max()), 0) << "absent bounds are zero";
-  EXPECT_EQ(PayloadAs<int32_t>(i->Default()), 0);
+  EXPECT_EQ(std::vector<int32_t>({PayloadAs<int32_t>(i->Min()), PayloadAs<int32_t>(i->Max()),
+                                  PayloadAs<int32_t>(i->Default())}),
+            std::vector<int32_t>({-7, 0, 0}));
 }
 
 TEST(ReadParams, StringParametersStartEmptyWhateverTheDefault) {

@@ -108,14 +108,26 @@ TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
   }
 }
 
-TEST_F(HostPlugin, AnUnsupportedGuidFailsWithALogLine) {
+// An unsupported GUID, an index out of range, a missing registrar, a path without a usable
+// description, another mode or an unknown GUID: each refused, with its log line.
+TEST_F(HostPlugin, RegistrationAndCreationRefusals) {
   RecordingRegistrar r;
   EXPECT_EQ(RegisterKAZEffect(static_cast<int32_t>(kBundled.size()), &r), 2);
   EXPECT_EQ(host_->util.Count(std::string("4:Register AI Effect Failed: ") + kUnsupported), 1);
   EXPECT_TRUE(r.guid.empty()) << "nothing is declared for it";
-  EXPECT_EQ(RegisterKAZEffect(-1, &r), 2);
-  EXPECT_EQ(RegisterKAZEffect(0, nullptr), 2);
-  EXPECT_EQ(RegisterKAZEffect(1000, &r), 2);
+  EXPECT_EQ(std::vector<int32_t>({RegisterKAZEffect(-1, &r), RegisterKAZEffect(0, nullptr),
+                                  RegisterKAZEffect(1000, &r)}),
+            std::vector<int32_t>(3, 2));
+  TempDir dir;
+  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
+  dir.Write("fx/e.conf", std::string(R"({"GUID": ")") + kUnsupported + "\"}");
+  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
+  EXPECT_EQ(host_->util.Count("4:Register AI Effect Failed: " + dir.str()), 1);
+  KAZEffect* effect = nullptr;
+  EXPECT_EQ(CreateKAZEffect(kBlur, 1, &effect), 2);
+  EXPECT_EQ(CreateKAZEffect("not-a-guid", 0, &effect), 2);
+  EXPECT_EQ(effect, nullptr);
+  EXPECT_EQ(host_->util.Count("4:Create AI Effect Failed: not-a-guid"), 1);
 }
 
 TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
@@ -171,24 +183,6 @@ TEST_F(HostPlugin, FlagsForOrdinaryTransitionAndDynamicDescriptions) {
     ASSERT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 0) << c.extra;
     EXPECT_EQ(r.flags, c.flags) << c.extra;
   }
-}
-
-TEST_F(HostPlugin, RegisteringFromAPathThatHoldsNothingUsableFails) {
-  TempDir dir;
-  RecordingRegistrar r;
-  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
-  dir.Write("fx/e.conf", std::string(R"({"GUID": ")") + kUnsupported + "\"}");
-  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
-  EXPECT_EQ(host_->util.Count("4:Register AI Effect Failed: " + dir.str()), 1);
-}
-
-TEST_F(HostPlugin, CreateRefusesOtherModesAndUnknownGuids) {
-  KAZEffect* effect = nullptr;
-  EXPECT_EQ(CreateKAZEffect(kBlur, 1, &effect), 2);
-  EXPECT_EQ(effect, nullptr);
-  EXPECT_EQ(CreateKAZEffect("not-a-guid", 0, &effect), 2);
-  EXPECT_EQ(effect, nullptr);
-  EXPECT_EQ(host_->util.Count("4:Create AI Effect Failed: not-a-guid"), 1);
 }
 
 TEST_F(HostPlugin, ReleaseIgnoresEffectsItDidNotMake) {
