@@ -268,25 +268,24 @@ template <typename Wrapper>
 std::function<std::unique_ptr<QuorinOwnFrameModule>()> Maker() {
   return [] { return std::make_unique<Wrapper>(kModels); };
 }
+template <auto Get>
+std::shared_ptr<LibarySymbols> Bound() {
+  return Get();
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Modules, OwnFrameModule,
-    ::testing::Values(
-        OwnFrameCase{"clothes", Maker<QuorinClothesSeg>(),
-                     [] { return std::shared_ptr<LibarySymbols>(GetQuorinClothesSegSymbols()); },
-                     [](const cv::Mat& image) { return ChannelOf(image, 0); }},
-        OwnFrameCase{
-            "depth", Maker<QuorinDepthEstimate>(),
-            [] { return std::shared_ptr<LibarySymbols>(GetQuorinDepthEstimationSymbols()); },
-            EverySecondGreen},
-        OwnFrameCase{
-            "skin", Maker<QuorinHumanSkinSegment>(),
-            [] { return std::shared_ptr<LibarySymbols>(GetQuorinHumanSkinSegmentSymbols()); },
-            [](const cv::Mat& image) { return ChannelOf(image, 2); }},
-        OwnFrameCase{
-            "semantic", Maker<QuorinSemanticSegment>(),
-            [] { return std::shared_ptr<LibarySymbols>(GetQuorinSemanticSegmentSymbols()); },
-            [](const cv::Mat& image) { return ChannelOf(image, 3); }}),
+    ::testing::Values(OwnFrameCase{"clothes", Maker<QuorinClothesSeg>(),
+                                   Bound<GetQuorinClothesSegSymbols>,
+                                   [](const cv::Mat& image) { return ChannelOf(image, 0); }},
+                      OwnFrameCase{"depth", Maker<QuorinDepthEstimate>(),
+                                   Bound<GetQuorinDepthEstimationSymbols>, EverySecondGreen},
+                      OwnFrameCase{"skin", Maker<QuorinHumanSkinSegment>(),
+                                   Bound<GetQuorinHumanSkinSegmentSymbols>,
+                                   [](const cv::Mat& image) { return ChannelOf(image, 2); }},
+                      OwnFrameCase{"semantic", Maker<QuorinSemanticSegment>(),
+                                   Bound<GetQuorinSemanticSegmentSymbols>,
+                                   [](const cv::Mat& image) { return ChannelOf(image, 3); }}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SemanticSegment, ParameterReachesTheModuleBeforeProcessing) {
