@@ -339,21 +339,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A copy of the plug-in in a folder of its own finds no runtime beside it; with only the
 // segmentation module on the search path, the kernel is missing.
-class WithoutKernel : public Apply {
- protected:
-  void SetUp() override {
-    plugin_ = Path("plugin") / "kazAiFilterPlugin.kaz";
-    fs::create_directories(plugin_.parent_path());
-    fs::copy_file(fs::path(KAZFX_BINARY).parent_path() / "kazAiFilterPlugin.kaz", plugin_);
-  }
-  fs::path plugin_;
-};
-
-TEST_F(WithoutKernel, EffectFailureLeavesThePreviousOutputAlone) {
+TEST_F(Apply, WithoutAKernelTheFailureLeavesThePreviousOutputAlone) {
+  const fs::path plugin = Path("plugin") / "kazAiFilterPlugin.kaz";
+  fs::create_directories(plugin.parent_path());
+  fs::copy_file(fs::path(KAZFX_BINARY).parent_path() / "kazAiFilterPlugin.kaz", plugin);
   const std::string clip = WriteVideo("clip.avi", 3, nullptr);
   const std::string old = dir_.Write("out.avi", "previous render");
   const RunResult run =
-      RunKazfx({"apply", "--plugin", plugin_.string(), "--effect", "Background Blur", clip, old},
+      RunKazfx({"apply", "--plugin", plugin.string(), "--effect", "Background Blur", clip, old},
                {{"LD_LIBRARY_PATH", kDoubles + "/humanseg"}});
   EXPECT_EQ(run.status, 1);
   ASSERT_EQ(run.ErrLines().size(), 1u) << run.err;
