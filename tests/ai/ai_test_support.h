@@ -25,11 +25,6 @@ Fn* DoubleExport(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding, const char*
   return reinterpret_cast<Fn*>(kaz::platform::FindSymbol(binding.ModuleHandle(), name));
 }
 
-inline std::string ScenarioOf(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
-  auto scenario = DoubleExport<const char*()>(binding, "KazDoubleScenario");
-  return scenario != nullptr ? scenario() : "(not a test double)";
-}
-
 inline KazModuleDoubleStats ModuleStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
   KazModuleDoubleStats stats{};
   if (auto get = DoubleExport<void(KazModuleDoubleStats*)>(binding, "KazModuleDoubleStatsGet")) {

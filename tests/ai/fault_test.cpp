@@ -48,11 +48,10 @@ TEST(PartialModule, HumanSegCreatesButCannotProcessOrDestroy) {
     EXPECT_EQ(cv::countNonZero(mask != 6), 0);
   }
   const KazModuleDoubleStats stats = kaz_test::ModuleStats(*binding);
-  EXPECT_EQ(stats.processCalls, 0);
-  EXPECT_EQ(stats.destroyCalls, 0);
-  EXPECT_EQ(stats.liveInstances, 1);
   const auto kernel = GetQuorinCommonSymbols();
-  EXPECT_EQ(kaz_test::KernelStats(*kernel).liveFrames, 2);
+  EXPECT_EQ(std::vector<int>({stats.processCalls, stats.destroyCalls, stats.liveInstances,
+                              kaz_test::KernelStats(*kernel).liveFrames}),
+            std::vector<int>({0, 0, 1, 2}));
 
   // Left behind by the missing entry points; released here so leak checks stay meaningful.
   auto releaseInstances = kaz_test::DoubleExport<void()>(*binding, "KazModuleDoubleReleaseAll");

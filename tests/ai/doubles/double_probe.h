@@ -15,7 +15,6 @@ extern "C" {
 
 typedef struct KazKernelDoubleStats {
   int32_t makeCalls;
-  int32_t allocCalls;
   int32_t freeCalls;
   int32_t unknownFrees; /* frees of a pointer the kernel never handed out */
   int32_t liveFrames;
@@ -40,7 +39,6 @@ typedef struct KazModuleDoubleStats {
   int32_t processCalls;
   int32_t overlaps;  /* process calls that overlapped another on the same instance */
   int32_t sizeCalls; /* calls of the size getter and setter, which the plug-in never makes */
-  int32_t paramCalls;
   QuorinModuleConfig lastConfig;
   char lastModelPath[1024];
   char lastParamName[64];

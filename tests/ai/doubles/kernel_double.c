@@ -48,9 +48,6 @@ QUORIN_API void KazKernelDoubleStatsGet(KazKernelDoubleStats* stats) {
 
 QUORIN_API QuorinFrame* QuorinVideoFrameAlloc(int32_t format, int32_t width, int32_t height) {
   const int32_t bpp = BytesPerPixel(format);
-  pthread_mutex_lock(&g_lock);
-  g_stats.allocCalls++;
-  pthread_mutex_unlock(&g_lock);
   if (bpp == 0 || width < 1 || height < 1) return NULL;
   Node* node = calloc(1, sizeof *node);
   if (node == NULL) return NULL;

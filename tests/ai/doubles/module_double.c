@@ -181,7 +181,6 @@ static void RecordFrames(const QuorinFrame* input, const QuorinFrame* output,
 
 static int32_t SetParam(void* instance, const char* name, float value, const char* known) {
   pthread_mutex_lock(&g_lock);
-  g_stats.paramCalls++;
   g_stats.lastParamName[0] = '\0';
   if (name != NULL) strncpy(g_stats.lastParamName, name, sizeof g_stats.lastParamName - 1);
   g_stats.lastParamValue = value;
