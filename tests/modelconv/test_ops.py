@@ -256,7 +256,8 @@ class Failures(unittest.TestCase):
         relu = lambda shape: model([(shape, None), (shape, None)], [(tflite.RELU, [0], [1], None)],
                                    [0], [1])
         add_const = lambda shape: model([([1, 4], None), (shape, np.ones(4, np.float32)),
-                                         ([1, 4], None)], [(tflite.ADD, [0, 1], [2], None)], [0], [2])
+                                         ([1, 4], None)],
+                                        [(tflite.ADD, [0, 1], [2], None)], [0], [2])
         cases = {"empty": b"", "not tflite": b"\x10\x00\x00\x00ONNX" + bytes(64),
                  "wrong identifier": good[:4] + b"TFL2" + good[8:],
                  "unsupported operator": model([([1, 4], None), ([1, 4], None)],
