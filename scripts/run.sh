@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # One entry for everything: installs what is missing, builds, then runs the task.
 #   scripts/run.sh demo    effects over real footage from Debian's opencv-doc (scripts/samples.sh)
-#   scripts/run.sh test    all tests, then all tests again under AddressSanitizer and UBSan
+#   scripts/run.sh test    all tests, then all tests again under AddressSanitizer and UBSan, each
+#                          fuzzer briefly (scripts/fuzz.sh) and the threaded tests under TSan
 #   scripts/run.sh build   just the release build (build/)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -31,6 +32,16 @@ case "$task" in
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
       UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
       ctest --test-dir build-asan -j"$jobs" --output-on-failure
+    bash scripts/fuzz.sh "${KAZ_FUZZ_SECONDS:-15}"
+    # The tests that run effects, wrappers and band-parallel invokers on several threads.
+    tsan=(ai_tests effects_tests effects_analysis_tests person_effects_tests imaging_blend_test
+      imaging_tables_test)
+    export TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp halt_on_error=1 second_deadlock_stack=1"
+    cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKAZ_SANITIZE=thread \
+      -DKAZ_BUILD_BENCH=OFF >/dev/null
+    cmake --build build-tsan -j"$jobs" --target "${tsan[@]}"
+    ctest --test-dir build-tsan -j"$jobs" --output-on-failure \
+      -R "^($(IFS='|'; echo "${tsan[*]}"))\$"
     ;;
   demo)
     build build -DKAZ_BUILD_TESTS=OFF -DKAZ_BUILD_BENCH=OFF

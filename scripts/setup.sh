@@ -8,6 +8,7 @@ packages=(
   libopencv-dev opencv-data nlohmann-json3-dev libtinyxml2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3-onnx python3-numpy python3-flatbuffers python3-opencv
+  clang libclang-rt-14-dev
 )
 # npm fetches the networks; a Node.js that brings its own npm is left alone.
 command -v npm >/dev/null || packages+=(npm)

@@ -136,9 +136,9 @@ FilterInfoPtr ParseConf(const std::string& content, const std::string& dir) {
   if (doc.contains("SUB_GUID")) info->subGuid = doc["SUB_GUID"].get<std::string>();
   info->transition = doc.contains("TRANSITION");
   if (doc.contains("ENCRYPT")) info->encrypted = IntegerText(doc["ENCRYPT"]);
-  if (doc.contains("FUNCTION")) info->function = doc["FUNCTION"].get<int32_t>();
-  if (doc.contains("INNERROI")) info->innerRoi = doc["INNERROI"].get<int32_t>();
-  if (doc.contains("IGNOREDEF")) info->ignoreDefaults = doc["IGNOREDEF"].get<int32_t>();
+  if (doc.contains("FUNCTION")) info->function = Int32Field(doc["FUNCTION"], "FUNCTION");
+  if (doc.contains("INNERROI")) info->innerRoi = Int32Field(doc["INNERROI"], "INNERROI");
+  if (doc.contains("IGNOREDEF")) info->ignoreDefaults = Int32Field(doc["IGNOREDEF"], "IGNOREDEF");
   if (doc.contains("TEXTURES")) ReadTextures(doc["TEXTURES"], dir, *info);
   if (doc.contains("PARAMS")) ReadParams(doc["PARAMS"], *info);
   return info;

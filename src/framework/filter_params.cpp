@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "framework/filter_params.h"
 
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+
 #include <nlohmann/json.hpp>
 
 #include "framework/filter_info.h"
@@ -38,6 +42,21 @@ namespace {
 
 using nlohmann::json;
 
+template <typename T>
+T CheckedNumber(const json& value, const char* key) {
+  if (value.is_number()) {
+    // Compared as doubles, which hold both limits of int32 and float exactly.
+    const double v = value.get<double>();
+    constexpr T lowest = std::numeric_limits<T>::lowest(), highest = std::numeric_limits<T>::max();
+    if (!(v >= static_cast<double>(lowest) && v <= static_cast<double>(highest))) {
+      std::ostringstream why;
+      why << '"' << key << "\" must be a number from " << lowest << " to " << highest;
+      throw std::invalid_argument(why.str());
+    }
+  }
+  return value.get<T>();
+}
+
 // A missing key reads as null, so "TYPE" absent fails as "type must be string, but is null".
 const json& Field(const json& entry, const char* key) {
   static const json kNull;
@@ -59,15 +78,19 @@ NLEParamValue NumberOfKind(const json& entry, const char* key, uint32_t kind) {
   const bool present = !field.is_null();
   switch (kind) {
     case kKindFloat:
-      return MakeFloatValue(present ? field.get<float>() : 0.0f);
+      return MakeFloatValue(present ? CheckedNumber<float>(field, key) : 0.0f);
     case kKindDouble:
       return MakeDoubleValue(present ? field.get<double>() : 0.0);
     default:
-      return MakeIntValue(present ? field.get<int32_t>() : 0);
+      return MakeIntValue(present ? CheckedNumber<int32_t>(field, key) : 0);
   }
 }
 
 }  // namespace
+
+int32_t Int32Field(const json& value, const char* key) {
+  return CheckedNumber<int32_t>(value, key);
+}
 
 void ReadParams(const json& params, NLEFilterInfo& info) {
   if (!params.is_array()) {

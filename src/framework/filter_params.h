@@ -67,6 +67,10 @@ class NLEFilterParams {
   NLEParamValue min_, max_, default_, value_;
 };
 
+// A description's whole number. One an int32 cannot hold throws std::invalid_argument naming
+// `key` (converting it would be undefined); a non-number throws nlohmann::json's type error.
+int32_t Int32Field(const nlohmann::json& value, const char* key);
+
 // Appends one parameter set to `info` for each accepted entry of a "PARAMS" array, in order.
 // Entries whose "TYPE" is not float, double, int, point or string are dropped. Type errors in an
 // entry throw nlohmann::json's exceptions; the description reader decides what becomes of them.

@@ -78,6 +78,11 @@ TEST(ConfReader, BadContentIsSkippedWithAReason) {
       {R"({"GUID": "G", "DYNAMIC": "yes"})", "stoi"},
       {R"({"GUID": "G", "DYNAMIC": 1})", "type must be string"},
       {R"({"GUID": "G", "FUNCTION": "3"})", "type must be number"},
+      // Out-of-range numbers once reached an undefined conversion.
+      {R"({"GUID": "G", "FUNCTION": 1e20})", "\"FUNCTION\" must be a number from"},
+      {R"({"GUID": "G", "INNERROI": 2147483648})", "\"INNERROI\" must be a number from"},
+      {R"({"GUID": "G", "PARAMS": [{"TYPE": "int", "MIN": -1e10}]})", "\"MIN\" must be a number"},
+      {R"({"GUID": "G", "PARAMS": [{"TYPE": "float", "MAX": 1e300}]})", "\"MAX\" must be a number"},
       {R"({"GUID": "G", "TEXTURES": [{"TYPE": "image"}]})", "FILE"},
       {R"({"GUID": "G", "PARAMS": [{"NAME": 1, "TYPE": "int"}]})", "type must be string"},
       {R"({"GUID": "G", "PARAMS": {"NAME": "a"}})", "must be an array"},

@@ -251,10 +251,23 @@ class Failures(unittest.TestCase):
         run, left, _ = self.convert_file(good, target_exists=True)
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertTrue(left.startswith(b"\x08"))  # ModelProto.ir_version comes first
+        relu = lambda shape: model([(shape, None), (shape, None)], [(tflite.RELU, [0], [1], None)],
+                                   [0], [1])
+        add_const = lambda shape: model([([1, 4], None), (shape, np.ones(4, np.float32)),
+                                         ([1, 4], None)],
+                                        [(tflite.ADD, [0, 1], [2], None)], [0], [2])
         cases = {"empty": b"", "not tflite": b"\x10\x00\x00\x00ONNX" + bytes(64),
+                 "wrong identifier": good[:4] + b"TFL2" + good[8:],
                  "unsupported operator": model([([1, 4], None), ([1, 4], None)],
                                                [(tflite.FULLY_CONNECTED, [0], [1], None)],
-                                               [0], [1])}
+                                               [0], [1]),
+                 "unknown custom operator": model([([1, 4], None), ([1, 4], None)],
+                                                  [("NoSuchOp", [0], [1], b"")], [0], [1]),
+                 "negative dimension": relu([1, -5, 4, 3]), "zero dimension": relu([1, 0, 4, 3]),
+                 "too many elements": relu([1, 2**31 - 1, 2**31 - 1, 3]),
+                 "negative constant shape": add_const([-2, -2]),
+                 # Its element count overflows int64.
+                 "wrapping constant shape": add_const([2**31 - 1] * 3 + [4])}
         for cut in (8, 40, len(good) // 3, len(good) // 2, len(good) - 4):
             cases["truncated at %d" % cut] = good[:cut]
         for name, data in cases.items():

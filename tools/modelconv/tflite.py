@@ -4,6 +4,7 @@
 Only the tables our networks use are read, by field number, with bounds checked on every
 access, so a truncated or corrupt file raises TfliteError instead of reading garbage.
 """
+import math
 import struct
 
 import numpy as np
@@ -30,6 +31,11 @@ DTYPES = {0: np.float32, 1: np.float16, 2: np.int32, 3: np.uint8, 4: np.int64, 9
 # Fused activation codes.
 ACT_NONE, ACT_RELU, ACT_RELU_N1_TO_1, ACT_RELU6, ACT_TANH = 0, 1, 2, 3, 4
 SAME, VALID = 0, 1
+
+
+# Far above any network we convert (the largest tensor holds a few million values); a shape past
+# it is corrupt, and would otherwise surface as a huge allocation or a reshape error.
+MAX_ELEMENTS = 1 << 28
 
 
 class TfliteError(ValueError):
@@ -186,6 +192,9 @@ def read(data):
     for i, t in enumerate(sg.tables(0)):
         shape = t.array(0, np.int32)
         shape = [] if shape is None else [int(v) for v in shape]
+        # Checked in Python's exact integers: a product in int64 can wrap to the value count.
+        if any(v < 1 for v in shape) or math.prod(shape) > MAX_ELEMENTS:
+            raise TfliteError("tensor %d has an impossible shape %s" % (i, shape))
         ttype = t.scalar(1, "b")
         if ttype not in DTYPES:
             raise TfliteError("tensor %d has unsupported type %d" % (i, ttype))
@@ -201,7 +210,7 @@ def read(data):
                 raise TfliteError("tensor %d: buffer size does not fit its type" % i)
             value = raw.view(np.dtype(dtype).newbyteorder("<")).astype(dtype)
             if sparsity is None:
-                if value.size != int(np.prod(shape, dtype=np.int64)):
+                if value.size != math.prod(shape):
                     raise TfliteError("tensor %d: %d values for shape %s" % (i, value.size, shape))
                 value = value.reshape(shape)
         tensors.append(Tensor(i, t.string(3) or "t%d" % i, shape, dtype, value, sparsity))

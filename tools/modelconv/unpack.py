@@ -24,10 +24,18 @@ def member(package, name):
         if not found:
             continue
         table = json.loads(found.group(1))
+        entries = table.get("files") if isinstance(table, dict) else None
+        if not isinstance(entries, list) or not all(isinstance(e, dict) for e in entries):
+            raise ValueError("%s: \"files\" is not a list of entries" % loader)
         blob = os.path.join(package, loader[:-len("_loader.js")] + ".data")
-        for entry in table.get("files", []):
-            if os.path.basename(entry["filename"]) == name:
-                start, end = int(entry["start"]), int(entry["end"])
+        for entry in entries:
+            if os.path.basename(str(entry.get("filename", ""))) == name:
+                try:
+                    start, end = int(entry["start"]), int(entry["end"])
+                except (KeyError, TypeError, ValueError):
+                    start, end = -1, -1
+                if not 0 <= start <= end:
+                    raise ValueError("%s: %s has no usable byte range" % (loader, name))
                 with open(blob, "rb") as f:
                     f.seek(start)
                     data = f.read(end - start)
@@ -43,9 +51,16 @@ def main(argv):
         return 2
     try:
         data = member(argv[0], argv[1])
-        with open(argv[2], "wb") as f:
-            f.write(data)
-    except (OSError, ValueError, KeyError) as e:
+        # Renamed when complete, so a failed write never leaves a file that looks whole.
+        temporary = "%s.tmp%d" % (argv[2], os.getpid())
+        try:
+            with open(temporary, "wb") as f:
+                f.write(data)
+            os.replace(temporary, argv[2])
+        finally:
+            if os.path.exists(temporary):
+                os.remove(temporary)
+    except (OSError, ValueError) as e:
         print("unpack: %s" % e, file=sys.stderr)
         return 1
     return 0
