@@ -42,6 +42,14 @@ QuorinFrame FrameOf(cv::Mat& bgra) {
   return f;
 }
 
+// `picture` (BGR) with sensor noise of sigma 3 of 255 per sample, as BGRA.
+void Noisy(const cv::Mat& picture, cv::RNG& rng, cv::Mat& bgra) {
+  cv::Mat noise(picture.size(), CV_16SC3), noisy;
+  rng.fill(noise, cv::RNG::NORMAL, 0, 3);
+  cv::add(picture, noise, noisy, cv::noArray(), CV_8UC3);
+  cv::cvtColor(noisy, bgra, cv::COLOR_BGR2BGRA);
+}
+
 cv::Point2f At(const nlohmann::json& p) {
   return cv::Point2f(p[0].get<float>(), p[1].get<float>());
 }
@@ -176,10 +184,7 @@ int Jitter(const char* image, const cv::Rect& region) {
   int faceN = 0, bodyN = 0;
   float faceWidth = 0;
   for (int t = 0; t < 60; ++t) {
-    cv::Mat noise(still.size(), CV_16SC3), noisy;
-    rng.fill(noise, cv::RNG::NORMAL, 0, 3);
-    cv::add(still, noise, noisy, cv::noArray(), CV_8UC3);
-    cv::cvtColor(noisy, bgra, cv::COLOR_BGR2BGRA);
+    Noisy(still, rng, bgra);
     QuorinFrame frame = FrameOf(bgra);
     const QuorinFaceRecord* faces = nullptr;
     int32_t count = 0;
@@ -236,11 +241,9 @@ int Lag(const char* image) {
     int n = 0, frames = 0;
     for (int t = 0; t < 40; ++t) {
       const cv::Matx23f shift(1, 0, pan * t, 0, 1, 0);
-      cv::Mat moved, noise(still.size(), CV_16SC3), noisy;
+      cv::Mat moved;
       cv::warpAffine(still, moved, shift, still.size(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
-      rng.fill(noise, cv::RNG::NORMAL, 0, 3);
-      cv::add(moved, noise, noisy, cv::noArray(), CV_8UC3);
-      cv::cvtColor(noisy, bgra, cv::COLOR_BGR2BGRA);
+      Noisy(moved, rng, bgra);
       QuorinFrame frame = FrameOf(bgra);
       const QuorinPersonLandmarks* people = nullptr;
       int32_t count = 0;

@@ -146,9 +146,10 @@ void BM_MatteNetworkOnly(benchmark::State& state) {
     return;
   }
   std::vector<cv::Mat> frames = Frames(state.range(0), state.range(1), 195, 10);
-  Segment(state, ModelFile("bench_selfie.model",
-                           "{\"backend\": \"onnx\", \"network\": \"" + network + "\"}"),
-          frames, 3);
+  Segment(
+      state,
+      ModelFile("bench_selfie.model", "{\"backend\": \"onnx\", \"network\": \"" + network + "\"}"),
+      frames, 3);
 }
 
 // The yardstick: copying the same BGRA frame once.

@@ -170,9 +170,9 @@ TEST(CloneFamily, AReadySegmentationAndAnInPlaceFrameGiveTheSameClones) {
     const cv::Mat expected = Clones(src, ready, SwingCopies(guid, s, 96));
     EXPECT_EQ(CountDifferent(f.Run(src), expected), 0) << guid;
     cv::Mat frame = src.clone();
-    ASSERT_EQ(
-        NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data, 96, 72, 384),
-        0);
+    ASSERT_EQ(NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data,
+                                       96, 72, 384),
+              0);
     EXPECT_EQ(CountDifferent(frame, expected), 0) << guid << " in place";
   }
 }
