@@ -29,9 +29,8 @@ void LogBadOutput(const char* wrapper, const char* why) {
 
 QuorinHumanFaceInfo::QuorinHumanFaceInfo(std::string resourceDir, std::string cloudResourceDir,
                                          std::string modelDirectory)
-    : resourceDir_(std::move(resourceDir)),
-      cloudResourceDir_(std::move(cloudResourceDir)),
-      modelDirectory_(std::move(modelDirectory)) {
+    : QuorinLandmarkWrapper(std::move(resourceDir), std::move(cloudResourceDir),
+                            std::move(modelDirectory)) {
   try {
     binding_ = GetQuorinHumanFaceInfoSymbols();
     std::string paths[4];
@@ -101,9 +100,8 @@ bool QuorinHumanFaceInfo::Process(const cv::Mat& image, std::shared_ptr<AIDATA::
 
 QuorinHumanPose::QuorinHumanPose(std::string resourceDir, std::string cloudResourceDir,
                                  std::string modelDirectory)
-    : resourceDir_(std::move(resourceDir)),
-      cloudResourceDir_(std::move(cloudResourceDir)),
-      modelDirectory_(std::move(modelDirectory)) {
+    : QuorinLandmarkWrapper(std::move(resourceDir), std::move(cloudResourceDir),
+                            std::move(modelDirectory)) {
   try {
     binding_ = GetQuorinHumanPoseSymbols();
     const std::string path = JoinModelPath(modelDirectory_, kPoseModelFile);

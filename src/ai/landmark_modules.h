@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include <opencv2/core/mat.hpp>
 
@@ -19,10 +20,30 @@ extern const char* const kFaceModelFiles[4];
 // The body landmarks model, relative to the model directory.
 extern const char kPoseModelFile[];
 
-class QuorinHumanFaceInfo {
+// What both wrappers hold first: whether creation worked, the runtime's instance and where its
+// models came from. The first two strings are kept for the runtime's integration; the models are
+// looked up under the model directory.
+class QuorinLandmarkWrapper {
  public:
-  // The first two strings are kept for the runtime's integration; the models are looked up under
-  // `modelDirectory`.
+  bool Valid() const { return valid_; }
+
+ protected:
+  QuorinLandmarkWrapper(std::string resourceDir, std::string cloudResourceDir,
+                        std::string modelDirectory)
+      : resourceDir_(std::move(resourceDir)),
+        cloudResourceDir_(std::move(cloudResourceDir)),
+        modelDirectory_(std::move(modelDirectory)) {}
+  ~QuorinLandmarkWrapper() = default;
+
+  bool valid_ = false;
+  void* instance_ = nullptr;
+  std::string resourceDir_;
+  std::string cloudResourceDir_;
+  std::string modelDirectory_;
+};
+
+class QuorinHumanFaceInfo : public QuorinLandmarkWrapper {
+ public:
   QuorinHumanFaceInfo(std::string resourceDir, std::string cloudResourceDir,
                       std::string modelDirectory);
   virtual ~QuorinHumanFaceInfo();
@@ -36,20 +57,13 @@ class QuorinHumanFaceInfo {
   // leaves `held` alone.
   bool Process(const cv::Mat& image, std::shared_ptr<AIDATA::BaseAIDATA>& held);
 
-  bool Valid() const { return valid_; }
-
  private:
-  bool valid_ = false;
-  void* instance_ = nullptr;
-  std::string resourceDir_;
-  std::string cloudResourceDir_;
-  std::string modelDirectory_;
   std::mutex lock_;
   // Shared: the library must stay loaded until Destroy has run.
   std::shared_ptr<THIRD_LIBRARY_IMPORT::QuorinHumanFaceInfoSymbols> binding_;
 };
 
-class QuorinHumanPose {
+class QuorinHumanPose : public QuorinLandmarkWrapper {
  public:
   QuorinHumanPose(std::string resourceDir, std::string cloudResourceDir,
                   std::string modelDirectory);
@@ -64,14 +78,7 @@ class QuorinHumanPose {
   // Makes the module take the next frame as unrelated to the last.
   void StatusReset();
 
-  bool Valid() const { return valid_; }
-
  private:
-  bool valid_ = false;
-  void* instance_ = nullptr;
-  std::string resourceDir_;
-  std::string cloudResourceDir_;
-  std::string modelDirectory_;
   // Passed to every process and reset call; the module's own meaning, never changed.
   uint8_t mode_ = 1;
   std::mutex lock_;
