@@ -8,6 +8,7 @@
 #include <fstream>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "landmarks_common/tracking.h"
@@ -134,29 +135,19 @@ class InstalledModules : public ::testing::Test {
 };
 
 TEST_F(InstalledModules, BadFramesAnswerOne) {
-  std::vector<uint8_t> pixels;
-  int32_t f = 0, b = 0;
-  Run(nullptr, &f, &b);
-  EXPECT_EQ(f, 1);
-  EXPECT_EQ(b, 1);
-  QuorinFrame grey = Frame(pixels, 16, 16, QUORIN_FORMAT_GRAY8);
-  Run(&grey, &f, &b);
-  EXPECT_EQ(f, 1);
-  EXPECT_EQ(b, 1);
-  QuorinFrame empty = Frame(pixels, 0, 16);
-  Run(&empty, &f, &b);
-  EXPECT_EQ(f, 1);
-  EXPECT_EQ(b, 1);
-  QuorinFrame shortRows = Frame(pixels, 16, 16);
+  std::vector<uint8_t> pixels[4];
+  QuorinFrame grey = Frame(pixels[0], 16, 16, QUORIN_FORMAT_GRAY8);
+  QuorinFrame empty = Frame(pixels[1], 0, 16);
+  QuorinFrame shortRows = Frame(pixels[2], 16, 16);
   shortRows.strides[0] = 60;  // below 16 x 4 bytes
-  Run(&shortRows, &f, &b);
-  EXPECT_EQ(f, 1);
-  EXPECT_EQ(b, 1);
-  QuorinFrame noPixels = Frame(pixels, 16, 16);
+  QuorinFrame noPixels = Frame(pixels[3], 16, 16);
   noPixels.planes[0] = nullptr;
-  Run(&noPixels, &f, &b);
-  EXPECT_EQ(f, 1);
-  EXPECT_EQ(b, 1);
+  for (const QuorinFrame* frame :
+       {static_cast<QuorinFrame*>(nullptr), &grey, &empty, &shortRows, &noPixels}) {
+    int32_t f = 0, b = 0;
+    Run(frame, &f, &b);
+    EXPECT_EQ(std::make_pair(f, b), std::make_pair(1, 1));
+  }
 }
 
 // Extreme but valid sizes: processed, nobody found on a blank picture, nothing crashes.
