@@ -177,9 +177,7 @@ class Operators(unittest.TestCase):
                         ([1, 3, 3, 4], None)],
                        [(tflite.DENSIFY, [1], [2], None), (tflite.DEQUANTIZE, [2], [3], None),
                         (tflite.CONV_2D, [0, 3, 4], [5], conv_options)], [0], [5])
-        plain = model([([1, 3, 3, 4], None), ([4, 1, 1, 4], dense), ([4], bias),
-                       ([1, 3, 3, 4], None)],
-                      [(tflite.CONV_2D, [0, 1, 2], [3], conv_options)], [0], [3])
+        plain = model(*unary(tflite.CONV_2D, (1, 3, 3, 4), conv_options, [dense, bias]))
         x = rng.uniform(-1, 1, (1, 3, 3, 4)).astype(np.float32)
         want = reference.evaluate(tflite.read(plain), [x])[0]
         got = run_onnx(convert.convert(sparse), [x])[0]
@@ -188,11 +186,9 @@ class Operators(unittest.TestCase):
     def test_same_padding_puts_the_odd_pixel_after(self):
         # 3x3 ones, stride 2 on a 4x4 ramp: TFLite pads 0 before and 1 after each axis.
         x = np.arange(16, dtype=np.float32).reshape(1, 4, 4, 1)
-        ones = np.ones((1, 3, 3, 1), np.float32)
-        data = model([([1, 4, 4, 1], None), ([1, 3, 3, 1], ones), ([1], np.zeros(1, np.float32)),
-                      ([1, 2, 2, 1], None)],
-                     [(tflite.CONV_2D, [0, 1, 2], [3], [(0, "b", SAME), (1, "i", 2),
-                                                        (2, "i", 2)])], [0], [3])
+        ones, zero = np.ones((1, 3, 3, 1), np.float32), np.zeros(1, np.float32)
+        stride2 = [(0, "b", SAME), (1, "i", 2), (2, "i", 2)]
+        data = model(*unary(tflite.CONV_2D, (1, 4, 4, 1), stride2, [ones, zero], (1, 2, 2, 1)))
         got = run_onnx(convert.convert(data), [x])[0].reshape(2, 2)
         r = x.reshape(4, 4)
         want = [[r[0:3, 0:3].sum(), r[0:3, 2:4].sum()], [r[2:4, 0:3].sum(), r[2:4, 2:4].sum()]]
@@ -201,9 +197,8 @@ class Operators(unittest.TestCase):
     def test_half_pixel_resize_clamps_at_the_border(self):
         # 2 -> 4 samples at -0.25, 0.25, 0.75, 1.25 of the source.
         x = np.array([10, 30], np.float32).reshape(1, 1, 2, 1)
-        data = model([([1, 1, 2, 1], None), ([2], np.array([1, 4], np.int32)),
-                      ([1, 1, 4, 1], None)],
-                     [(tflite.RESIZE_BILINEAR, [0, 1], [2], [(3, "?", True)])], [0], [2])
+        data = model(*unary(tflite.RESIZE_BILINEAR, (1, 1, 2, 1), [(3, "?", True)],
+                            [np.array([1, 4], np.int32)], (1, 1, 4, 1)))
         got = run_onnx(convert.convert(data), [x])[0].reshape(-1)
         np.testing.assert_allclose(got, [10, 15, 25, 30], rtol=1e-6)
 
