@@ -54,9 +54,7 @@ TEST(Chunks, APartMatchesTheWholeRunFromTheWindowOn) {
   }
 
   fs::create_directories(dir + "/in");
-  kazsample::ClipSettings settings;
-  settings.width = 160;
-  settings.height = 90;
+  const kazsample::ClipSettings settings{160, 90};
   const kazsample::SampleClip clip(settings);
   for (int i = 0; i < kFrames; ++i) {
     cv::Mat frame;

@@ -29,9 +29,11 @@ class Matte : public ::testing::Test {
   }
   static void TearDownTestSuite() { fs::remove_all(dir_); }
 
-  static std::string Manifest(const std::string& name, const std::string& matte) {
+  // The matte backend with these options, then any more members of the manifest.
+  static std::string Manifest(const std::string& name, const std::string& matte,
+                              const std::string& more = "") {
     const std::string path = dir_ + "/" + name + ".model";
-    kaztest::WriteFile(path, "{\"backend\": \"matte\", \"matte\": {" + matte + "}}");
+    kaztest::WriteFile(path, "{\"backend\": \"matte\", \"matte\": {" + matte + "}" + more + "}");
     return path;
   }
 
@@ -173,16 +175,12 @@ TEST_F(Matte, SecondLooksCoverTheSquareAroundASmallFind) {
 }
 
 TEST_F(Matte, WithoutItsNetworksTheClassicalBackendRuns) {
-  const std::string missing = dir_ + "/missing.model";
-  kaztest::WriteFile(missing,
-                     "{\"backend\": \"matte\", \"matte\": {\"network\": \"absent.onnx\"}, "
-                     "\"classical\": {\"workingSize\": 128}}");
+  const std::string missing = Manifest("missing", "\"network\": \"absent.onnx\"",
+                                       ", \"classical\": {\"workingSize\": 128}");
   const std::string classical = dir_ + "/classical.model";
   kaztest::WriteFile(classical,
                      "{\"backend\": \"classical\", \"classical\": {\"workingSize\": 128}}");
-  kazsample::ClipSettings settings;
-  settings.width = 160;
-  settings.height = 90;
+  const kazsample::ClipSettings settings{160, 90};
   const kazsample::SampleClip clip(settings);
   std::vector<cv::Mat> frames(12);
   for (int i = 0; i < 12; ++i) clip.Render(i, frames[i], nullptr);

@@ -127,9 +127,7 @@ TEST_P(ModuleApi, TakesFramesMadeAndAllocatedByTheKernel) {
 // Instances share nothing: several on different threads, with OpenCV's worker pool busy, give
 // exactly what one gives alone on a pool of one thread.
 TEST_P(ModuleApi, InstancesRunTogetherOnThreads) {
-  kazsample::ClipSettings settings;
-  settings.width = 320;
-  settings.height = 180;
+  const kazsample::ClipSettings settings{320, 180};
   const kazsample::SampleClip clip(settings);
   constexpr int kFrames = 24, kThreads = 4;
   std::vector<cv::Mat> frames(kFrames);
@@ -203,9 +201,7 @@ TEST(Module, BundledModelFilesSegmentTheSampleClip) {
       "/humansegmentation_highacc/RQ_HumanSegmentHighAcc_CPU_Openvino_INT8_3.1.0.5.model",
       "/humansegmentation_hair/RQ_HumanSegmentHair_CPU_Openvino_Fp16_V4.0.8.model",
   };
-  kazsample::ClipSettings settings;
-  settings.width = 320;
-  settings.height = 180;
+  const kazsample::ClipSettings settings{320, 180};
   const kazsample::SampleClip clip(settings);
   for (const char* variant : variants) {
     Segmenter segmenter;
