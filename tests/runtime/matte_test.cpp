@@ -67,13 +67,9 @@ std::vector<cv::Mat> StillSceneWithACut() {
   for (int i = 0; i < 12; ++i) {
     cv::Mat frame = scenes[i < 7 ? 0 : 1].clone();
     frame(cv::Rect(8 + 6 * i, 30, 20, 20)).setTo(cv::Scalar(250, 250, 250, 255));
-    cv::Mat noise(frame.size(), CV_8UC4);
+    cv::Mat noise(frame.size(), CV_16SC4);
     rng.fill(noise, cv::RNG::NORMAL, 0, 6);
-    cv::Mat signedNoise;
-    noise.convertTo(signedNoise, CV_16SC4);
-    frame.convertTo(frame, CV_16SC4);
-    cv::add(frame, signedNoise, frame);
-    frame.convertTo(frame, CV_8UC4);
+    cv::add(frame, noise, frame, cv::noArray(), CV_8UC4);
     frames.push_back(frame);
   }
   return frames;
