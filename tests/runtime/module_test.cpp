@@ -3,7 +3,6 @@
 
 #include <climits>
 #include <filesystem>
-#include <functional>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
@@ -49,7 +48,7 @@ std::string ModuleApi::dir_;
 
 struct FrameFault {
   const char* what;
-  std::function<void(QuorinFrame& in, QuorinFrame& out)> apply;
+  void (*apply)(QuorinFrame& in, QuorinFrame& out);
 };
 
 // Both frames pass one check; the output's own cases show that it is checked as grey.
