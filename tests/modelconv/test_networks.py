@@ -33,23 +33,23 @@ def picture(shape):
 
 
 def check(onnx_path, tflite_path):
+    """The worst relative error over the tensors compared, their count, and whether the graph's
+    outputs were among them."""
     graph = tflite.read(open(tflite_path, "rb").read())
     proto = onnx.load(onnx_path)
-    produced = {n.output[0] for n in proto.graph.node}
+    net = cv2.dnn.readNetFromONNX(onnx_path)
+    produced = {n.output[0] for n in proto.graph.node} & {
+        name[len("onnx_node!"):] for name in net.getLayerNames()}
     names = convert.Converter(graph)
     wanted = [(names.name(t.index), t.index) for t in graph.tensors
               if t.data is None and names.name(t.index) in produced]
     x = picture(graph.tensors[graph.inputs[0]].shape)
-    net = cv2.dnn.readNetFromONNX(onnx_path)
-    layers = set(net.getLayerNames())
-    wanted = [(n, i) for n, i in wanted if "onnx_node!" + n in layers]
     net.setInput(x.transpose(0, 3, 1, 2).copy())
     got = net.forward(["onnx_node!" + name for name, _ in wanted])
     want = reference.evaluate(graph, [x], [i for _, i in wanted])
     worst = 0.0
     for g, r in zip(got, want):
-        if g.ndim == 4:
-            g = g.transpose(0, 2, 3, 1)
+        g = g.transpose(0, 2, 3, 1) if g.ndim == 4 else g
         worst = max(worst, np.abs(g.reshape(r.shape) - r).max() / max(np.abs(r).max(), 1e-6))
     outputs = {o.name for o in proto.graph.output}
     return worst, len(wanted), outputs <= {n for n, _ in wanted}

@@ -5,9 +5,7 @@ graph run by OpenCV's dnn against the NumPy evaluation of the TFLite graph in NH
 hand-computed answers for the layout rules both could get wrong together, and malformed files.
 """
 import os
-import subprocess
 import sys
-import tempfile
 import unittest
 
 import cv2
@@ -21,7 +19,7 @@ sys.path.insert(0, HERE)
 import convert  # noqa: E402
 import reference  # noqa: E402
 import tflite  # noqa: E402
-from tiny_tflite import model  # noqa: E402
+from tiny_tflite import model, run_in_folder  # noqa: E402
 
 rng = np.random.RandomState(7)
 SAME, VALID, RELU, RELU6 = 0, 1, 1, 3
@@ -31,51 +29,42 @@ def w(*shape):
     return rng.uniform(-1, 1, shape).astype(np.float32)
 
 
-def unary(code, shape=(1, 5, 6, 3), options=None, extra=()):
-    """input -> op (with constant extra inputs) -> output"""
-    tensors = [(list(shape), None)] + [(list(e.shape), e) for e in extra] + [(None, None)]
-    out = len(tensors) - 1
-    return tensors, [(code, list(range(out)), [out], options)], out
-
-
-def with_output_shape(case, shape):
-    tensors, ops, out = case
-    tensors[out] = (list(shape), None)
-    return tensors, ops, [0], [out]
+def unary(code, shape=(1, 5, 6, 3), options=None, extra=(), out=None):
+    """input -> op (with constant extra inputs) -> output, of the input's shape unless given"""
+    tensors = [(list(shape), None)] + [(list(e.shape), e) for e in extra]
+    tensors.append((list(out or shape), None))
+    last = len(tensors) - 1
+    return tensors, [(code, list(range(last)), [last], options)], [0], [last]
 
 
 def conv(shape, weights, out, padding, sw, sh, act=0, dil=1):
-    return with_output_shape(unary(tflite.CONV_2D, shape, [(0, "b", padding), (1, "i", sw),
-                                   (2, "i", sh), (3, "b", act), (4, "i", dil), (5, "i", dil)],
-                                   [weights, w(weights.shape[0])]), out)
+    return unary(tflite.CONV_2D, shape, [(0, "b", padding), (1, "i", sw), (2, "i", sh),
+                                         (3, "b", act), (4, "i", dil), (5, "i", dil)],
+                 [weights, w(weights.shape[0])], out)
 
 
 def depthwise(shape, weights, out, padding, stride, act=0):
     mult = weights.shape[3] // shape[3]
-    return with_output_shape(unary(tflite.DEPTHWISE_CONV_2D, shape,
-                                   [(0, "b", padding), (1, "i", stride), (2, "i", stride),
-                                    (3, "i", mult), (4, "b", act)],
-                                   [weights, w(weights.shape[3])]), out)
+    return unary(tflite.DEPTHWISE_CONV_2D, shape, [(0, "b", padding), (1, "i", stride),
+                                                   (2, "i", stride), (3, "i", mult), (4, "b", act)],
+                 [weights, w(weights.shape[3])], out)
 
 
 def pool(code, shape, out, padding, k, s):
-    return with_output_shape(unary(code, shape, [(0, "b", padding), (1, "i", s), (2, "i", s),
-                                                 (3, "i", k), (4, "i", k)]), out)
+    return unary(code, shape, [(0, "b", padding), (1, "i", s), (2, "i", s), (3, "i", k),
+                               (4, "i", k)], out=out)
 
 
 def binary(code, a, b_shape, act=0, const=None):
-    """Two activations, or an activation and a constant of b_shape."""
-    if const is not None:
-        tensors = [(list(a), None), (list(const.shape), const), (list(a), None)]
-        return tensors, [(code, [0, 1], [2], [(0, "b", act)])], [0], [2]
-    tensors = [(list(a), None), (list(b_shape), None), (list(a), None)]
-    return tensors, [(code, [0, 1], [2], [(0, "b", act)])], [0, 1], [2]
+    """Two activations, or an activation and a constant."""
+    b = (list(b_shape), None) if const is None else (list(const.shape), const)
+    return ([(list(a), None), b, (list(a), None)], [(code, [0, 1], [2], [(0, "b", act)])],
+            [0, 1] if const is None else [0], [2])
 
 
 def resize(align, half):
-    size = np.array([6, 8], np.int32)
-    return with_output_shape(unary(tflite.RESIZE_BILINEAR, (1, 3, 4, 2),
-                                   [(2, "?", align), (3, "?", half)], [size]), (1, 6, 8, 2))
+    return unary(tflite.RESIZE_BILINEAR, (1, 3, 4, 2), [(2, "?", align), (3, "?", half)],
+                 [np.array([6, 8], np.int32)], (1, 6, 8, 2))
 
 
 def transpose_conv(shape, out, kernel, stride):
@@ -87,9 +76,8 @@ def transpose_conv(shape, out, kernel, stride):
 
 
 def mean(keep):
-    out = (1, 1, 1, 3) if keep else (1, 3)
-    return with_output_shape(unary(tflite.MEAN, (1, 4, 5, 3), [(0, "?", keep)],
-                                   [np.array([1, 2], np.int32)]), out)
+    return unary(tflite.MEAN, (1, 4, 5, 3), [(0, "?", keep)], [np.array([1, 2], np.int32)],
+                 (1, 1, 1, 3) if keep else (1, 3))
 
 
 def concat(axis, b_shape, out):
@@ -124,33 +112,24 @@ CASES = {
     "mul_broadcast": binary(tflite.MUL, (1, 4, 5, 3), (1, 1, 1, 3)),
     "sub_constant": binary(tflite.SUB, (1, 4, 5, 3), None, const=w(3)),
     "div_constant": binary(tflite.DIV, (1, 4, 5, 3), None, const=w(1, 1, 1, 3) + 2),
-    "logistic": with_output_shape(unary(tflite.LOGISTIC), (1, 5, 6, 3)),
-    "tanh": with_output_shape(unary(tflite.TANH), (1, 5, 6, 3)),
-    "relu": with_output_shape(unary(tflite.RELU), (1, 5, 6, 3)),
-    "relu6": with_output_shape(unary(tflite.RELU6), (1, 5, 6, 3)),
-    "hard_swish": with_output_shape(unary(tflite.HARD_SWISH), (1, 5, 6, 3)),
-    "prelu": with_output_shape(unary(tflite.PRELU, extra=[w(1, 1, 3)]), (1, 5, 6, 3)),
-    "pad_with_channels": with_output_shape(
-        unary(tflite.PAD, (1, 3, 4, 2), extra=[np.array([[0, 0], [1, 2], [0, 1], [0, 3]],
-                                                        np.int32)]), (1, 6, 5, 5)),
+    **{name: unary(code) for name, code in (("logistic", tflite.LOGISTIC), ("tanh", tflite.TANH),
+                                            ("relu", tflite.RELU), ("relu6", tflite.RELU6),
+                                            ("hard_swish", tflite.HARD_SWISH))},
+    "prelu": unary(tflite.PRELU, extra=[w(1, 1, 3)]),
+    "pad_with_channels": unary(tflite.PAD, (1, 3, 4, 2), extra=[np.array(
+        [[0, 0], [1, 2], [0, 1], [0, 3]], np.int32)], out=(1, 6, 5, 5)),
     "resize_half_pixel": resize(False, True),
     "resize_align_corners": resize(True, False),
     "resize_asymmetric": resize(False, False),
     "concat_channels": concat(3, (1, 3, 4, 5), (1, 3, 4, 7)),
     "concat_height": concat(1, (1, 2, 4, 2), (1, 5, 4, 2)),
-    "reshape_to_3d": with_output_shape(unary(tflite.RESHAPE, (1, 2, 3, 4)), (1, 6, 4)),
-    "reshape_4d_to_4d": with_output_shape(unary(tflite.RESHAPE, (1, 2, 3, 4)), (1, 3, 2, 4)),
-    "depth_to_space": with_output_shape(unary(tflite.DEPTH_TO_SPACE, (1, 2, 3, 8),
-                                              [(0, "i", 2)]), (1, 4, 6, 2)),
+    "reshape_to_3d": unary(tflite.RESHAPE, (1, 2, 3, 4), out=(1, 6, 4)),
+    "reshape_4d_to_4d": unary(tflite.RESHAPE, (1, 2, 3, 4), out=(1, 3, 2, 4)),
+    "depth_to_space": unary(tflite.DEPTH_TO_SPACE, (1, 2, 3, 8), [(0, "i", 2)], out=(1, 4, 6, 2)),
     "mean_keep_dims": mean(True),
     "mean_flat": mean(False),
     "dequantize_float16_weights": dequantized_conv(),
 }
-
-
-def build(case):
-    tensors, ops, inputs, outputs = case
-    return model(tensors, ops, inputs, outputs)
 
 
 def run_onnx(onnx_model, inputs):
@@ -171,7 +150,7 @@ class Operators(unittest.TestCase):
     def test_each_operator_matches_the_numpy_evaluation(self):
         for name, case in CASES.items():
             with self.subTest(name):
-                data = build(case)
+                data = model(*case)
                 graph = tflite.read(data)
                 inputs = [rng.uniform(-4, 4, graph.tensors[i].shape).astype(np.float32)
                           for i in graph.inputs]
@@ -198,9 +177,7 @@ class Operators(unittest.TestCase):
                         ([1, 3, 3, 4], None)],
                        [(tflite.DENSIFY, [1], [2], None), (tflite.DEQUANTIZE, [2], [3], None),
                         (tflite.CONV_2D, [0, 3, 4], [5], conv_options)], [0], [5])
-        plain = model([([1, 3, 3, 4], None), ([4, 1, 1, 4], dense), ([4], bias),
-                       ([1, 3, 3, 4], None)],
-                      [(tflite.CONV_2D, [0, 1, 2], [3], conv_options)], [0], [3])
+        plain = model(*unary(tflite.CONV_2D, (1, 3, 3, 4), conv_options, [dense, bias]))
         x = rng.uniform(-1, 1, (1, 3, 3, 4)).astype(np.float32)
         want = reference.evaluate(tflite.read(plain), [x])[0]
         got = run_onnx(convert.convert(sparse), [x])[0]
@@ -209,11 +186,9 @@ class Operators(unittest.TestCase):
     def test_same_padding_puts_the_odd_pixel_after(self):
         # 3x3 ones, stride 2 on a 4x4 ramp: TFLite pads 0 before and 1 after each axis.
         x = np.arange(16, dtype=np.float32).reshape(1, 4, 4, 1)
-        ones = np.ones((1, 3, 3, 1), np.float32)
-        data = model([([1, 4, 4, 1], None), ([1, 3, 3, 1], ones), ([1], np.zeros(1, np.float32)),
-                      ([1, 2, 2, 1], None)],
-                     [(tflite.CONV_2D, [0, 1, 2], [3], [(0, "b", SAME), (1, "i", 2),
-                                                        (2, "i", 2)])], [0], [3])
+        ones, zero = np.ones((1, 3, 3, 1), np.float32), np.zeros(1, np.float32)
+        stride2 = [(0, "b", SAME), (1, "i", 2), (2, "i", 2)]
+        data = model(*unary(tflite.CONV_2D, (1, 4, 4, 1), stride2, [ones, zero], (1, 2, 2, 1)))
         got = run_onnx(convert.convert(data), [x])[0].reshape(2, 2)
         r = x.reshape(4, 4)
         want = [[r[0:3, 0:3].sum(), r[0:3, 2:4].sum()], [r[2:4, 0:3].sum(), r[2:4, 2:4].sum()]]
@@ -222,33 +197,22 @@ class Operators(unittest.TestCase):
     def test_half_pixel_resize_clamps_at_the_border(self):
         # 2 -> 4 samples at -0.25, 0.25, 0.75, 1.25 of the source.
         x = np.array([10, 30], np.float32).reshape(1, 1, 2, 1)
-        data = model([([1, 1, 2, 1], None), ([2], np.array([1, 4], np.int32)),
-                      ([1, 1, 4, 1], None)],
-                     [(tflite.RESIZE_BILINEAR, [0, 1], [2], [(3, "?", True)])], [0], [2])
+        data = model(*unary(tflite.RESIZE_BILINEAR, (1, 1, 2, 1), [(3, "?", True)],
+                            [np.array([1, 4], np.int32)], (1, 1, 4, 1)))
         got = run_onnx(convert.convert(data), [x])[0].reshape(-1)
         np.testing.assert_allclose(got, [10, 15, 25, 30], rtol=1e-6)
 
 
-class Failures(unittest.TestCase):
-    def convert_file(self, data, target_exists=False):
-        with tempfile.TemporaryDirectory() as d:
-            source, target = os.path.join(d, "in.tflite"), os.path.join(d, "out.onnx")
-            with open(source, "wb") as f:
-                f.write(data)
-            if target_exists:
-                with open(target, "wb") as f:
-                    f.write(b"previous")
-            run = subprocess.run([sys.executable, os.path.join(TOOL, "modelconv.py"), source,
-                                  target], capture_output=True, text=True)
-            left = None
-            if os.path.exists(target):
-                with open(target, "rb") as f:
-                    left = f.read()
-            return run, left, sorted(os.listdir(d))
+def convert_file(data):
+    """Converts data over an earlier out.onnx, which a failure must leave as it was."""
+    return run_in_folder({"in.tflite": data, "out.onnx": b"previous"},
+                         [os.path.join(TOOL, "modelconv.py"), "in.tflite", "out.onnx"], "out.onnx")
 
+
+class Failures(unittest.TestCase):
     def test_a_good_file_converts_and_malformed_files_fail_cleanly_writing_nothing(self):
-        good = build(CASES["conv_same_stride2_relu6"])
-        run, left, _ = self.convert_file(good, target_exists=True)
+        good = model(*CASES["conv_same_stride2_relu6"])
+        run, left, _ = convert_file(good)
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertTrue(left.startswith(b"\x08"))  # ModelProto.ir_version comes first
         relu = lambda shape: model([(shape, None), (shape, None)], [(tflite.RELU, [0], [1], None)],
@@ -272,12 +236,11 @@ class Failures(unittest.TestCase):
             cases["truncated at %d" % cut] = good[:cut]
         for name, data in cases.items():
             with self.subTest(name):
-                run, left, files = self.convert_file(data, target_exists=True)
+                run, left, files = convert_file(data)
                 self.assertEqual(run.returncode, 1, run.stderr)
                 self.assertRegex(run.stderr, r"^modelconv: .*in\.tflite: \S")
                 self.assertNotIn("Traceback", run.stderr)
-                self.assertEqual(left, b"previous")
-                self.assertEqual(files, ["in.tflite", "out.onnx"])
+                self.assertEqual((left, files), (b"previous", ["in.tflite", "out.onnx"]))
 
 
 if __name__ == "__main__":

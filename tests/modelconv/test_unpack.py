@@ -2,38 +2,26 @@
 # SPDX-License-Identifier: MIT
 """The installer's unpacker on damaged npm package folders: one line, status 1, no output."""
 import os
-import subprocess
 import sys
-import tempfile
 import unittest
 
-UNPACK = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools", "modelconv",
-                      "unpack.py")
-BLOB = b"0123456789"
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+
+from tiny_tflite import run_in_folder  # noqa: E402
+
+UNPACK = os.path.join(HERE, "..", "..", "tools", "modelconv", "unpack.py")
 
 
-def loader(files):
-    return "var Module; loadPackage({\"files\": %s, \"remote_package_size\": 10});" % files
+def unpack(files):
+    loader = "var Module; loadPackage({\"files\": %s, \"remote_package_size\": 10});" % files
+    return run_in_folder({"assets.data": b"0123456789", "assets_loader.js": loader.encode()},
+                         [UNPACK, ".", "m.tflite", "out"], "out")
 
 
 class DamagedPackages(unittest.TestCase):
-    def unpack(self, loader_text, name="m.tflite"):
-        with tempfile.TemporaryDirectory() as d:
-            with open(os.path.join(d, "assets.data"), "wb") as f:
-                f.write(BLOB)
-            with open(os.path.join(d, "assets_loader.js"), "w") as f:
-                f.write(loader_text)
-            target = os.path.join(d, "out")
-            run = subprocess.run([sys.executable, UNPACK, d, name, target], capture_output=True,
-                                 text=True)
-            left = None
-            if os.path.exists(target):
-                with open(target, "rb") as f:
-                    left = f.read()
-            return run, left, sorted(os.listdir(d))
-
     def test_a_member_is_cut_from_the_blob(self):
-        run, left, _ = self.unpack(loader('[{"filename": "/m.tflite", "start": 2, "end": 6}]'))
+        run, left, _ = unpack('[{"filename": "/m.tflite", "start": 2, "end": 6}]')
         self.assertEqual((run.returncode, left), (0, b"2345"), run.stderr)
 
     def test_damaged_tables_fail_in_one_line(self):
@@ -50,11 +38,10 @@ class DamagedPackages(unittest.TestCase):
         }
         for name, files in cases.items():
             with self.subTest(name):
-                run, left, listing = self.unpack(loader(files))
+                run, left, listing = unpack(files)
                 self.assertEqual(run.returncode, 1, run.stderr)
                 self.assertRegex(run.stderr, r"^unpack: \S.*\n$")
-                self.assertIsNone(left)
-                self.assertEqual(listing, ["assets.data", "assets_loader.js"])
+                self.assertEqual((left, listing), (None, ["assets.data", "assets_loader.js"]))
 
 
 if __name__ == "__main__":

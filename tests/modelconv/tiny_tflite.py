@@ -3,7 +3,14 @@
 
 A model is described as tensors (shape, optional float32/float16 constant) and operators
 (builtin code or custom name, inputs, outputs, options as (slot, format, value) triples).
+Also runs a tool on files in a scratch folder, as the converter's and unpacker's tests do.
 """
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
 import flatbuffers
 import numpy as np
 
@@ -105,3 +112,15 @@ def model(tensors, operators, inputs, outputs):
                       (2, "o", _offsets(b, [subgraph])), (4, "o", _offsets(b, buffers))])
     b.Finish(root, file_identifier=b"TFL3")
     return bytes(b.Output())
+
+
+def run_in_folder(files, command, target):
+    """Writes files ({name: bytes}) to a scratch folder and runs command (a Python script and
+    its arguments) there. Returns the run, the bytes left in target (None when there are none)
+    and the folder's listing."""
+    with tempfile.TemporaryDirectory() as d:
+        for name, data in files.items():
+            pathlib.Path(d, name).write_bytes(data)
+        run = subprocess.run([sys.executable] + command, cwd=d, capture_output=True, text=True)
+        left = pathlib.Path(d, target)
+        return run, left.read_bytes() if left.exists() else None, sorted(os.listdir(d))

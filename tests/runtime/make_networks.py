@@ -17,12 +17,13 @@ from onnx import TensorProto, helper, numpy_helper
 OPSET = 11
 
 
-def save(directory, name, nodes, inputs, outputs, initializers=()):
+def save(directory, name, nodes, inputs, outputs, initializers=(), check=True):
     graph = helper.make_graph(nodes, name, inputs, outputs, list(initializers))
     model = helper.make_model(graph, producer_name="kaz-tests",
                               opset_imports=[helper.make_opsetid("", OPSET)])
     model.ir_version = 7
-    onnx.checker.check_model(model)
+    if check:
+        onnx.checker.check_model(model)
     onnx.save(model, os.path.join(directory, name + ".onnx"))
 
 
@@ -97,26 +98,20 @@ def main(directory):
          [tensor("input", [1, 1, "height", "width"])],
          [tensor("output", [1, 1, "height", "width"])], weights("id", [[1]]))
 
-    # A well-formed model with an operator OpenCV does not know.
-    graph = helper.make_graph([helper.make_node("Mystery", ["input"], ["output"])], "mystery",
-                              [tensor("input", nchw)], [tensor("output", nchw)])
-    model = helper.make_model(graph, opset_imports=[helper.make_opsetid("", OPSET)])
-    model.ir_version = 7
-    onnx.save(model, os.path.join(directory, "unknown_operator.onnx"))
+    # A well-formed model with an operator OpenCV does not know (nor does the checker).
+    save(directory, "unknown_operator", [helper.make_node("Mystery", ["input"], ["output"])],
+         [tensor("input", nchw)], [tensor("output", nchw)], check=False)
 
     # Matte networks (one probability channel, fixed input): a constant answer, told apart by
     # value, for the square and the landscape input; and the mean of the three channels.
-    for name, shape, value in (("matte_square", [1, 3, 16, 16], 0.25),
-                               ("matte_landscape", [1, 3, 9, 16], 0.75)):
+    for name, shape, weight, bias in (("matte_square", [1, 3, 16, 16], 0, 0.25),
+                                      ("matte_landscape", [1, 3, 9, 16], 0, 0.75),
+                                      ("matte_mean", [1, 3, 16, 16], 1 / 3, 0),
+                                      ("matte_mean_landscape", [1, 3, 9, 16], 1 / 3, 0)):
         save(directory, name, [conv("k", "input", "output")], [tensor("input", shape)],
              [tensor("output", [1, 1] + shape[2:])],
-             [numpy_helper.from_array(np.zeros((1, 3, 1, 1), np.float32), "k_w"),
-              numpy_helper.from_array(np.array([value], np.float32), "k_b")])
-    for name, shape in (("matte_mean", [1, 3, 16, 16]), ("matte_mean_landscape", [1, 3, 9, 16])):
-        save(directory, name, [conv("k", "input", "output")], [tensor("input", shape)],
-             [tensor("output", [1, 1] + shape[2:])],
-             [numpy_helper.from_array(np.full((1, 3, 1, 1), 1 / 3, np.float32), "k_w"),
-              numpy_helper.from_array(np.zeros(1, np.float32), "k_b")])
+             [numpy_helper.from_array(np.full((1, 3, 1, 1), weight, np.float32), "k_w"),
+              numpy_helper.from_array(np.full(1, bias, np.float32), "k_b")])
 
     # For the benchmark: a small 256x256 segmentation-shaped network (3x3 convolutions, ReLU,
     # two output channels), with fixed random weights.

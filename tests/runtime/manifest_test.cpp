@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <opencv2/core.hpp>
 #include <string>
 
 #include "segment_helpers.h"
@@ -19,6 +18,8 @@ struct Broken {
   std::string manifest;  // written to <dir>/<name>.model
   int32_t status;        // the documented code
   std::string message;   // must appear in the runtime's log
+  // The model path under the test's directory when there is no manifest ("": no path at all).
+  const char* path = nullptr;
 };
 
 void PrintTo(const Broken& b, std::ostream* out) { *out << b.name; }
@@ -30,16 +31,8 @@ class BrokenModels : public ::testing::TestWithParam<Broken> {
  protected:
   static void SetUpTestSuite() {
     dir_ = kaztest::TempDir("manifests");
-    namespace fs = std::filesystem;
-    fs::create_directories(dir_ + "/nets");
-    for (const auto& entry : fs::directory_iterator(QUORIN_TEST_NETWORKS)) {
-      fs::copy_file(entry.path(), dir_ + "/nets/" + entry.path().filename().string());
-    }
-    kaztest::WriteFile(dir_ + "/nets/classical.json", "{\"backend\": \"classical\"}");
-    std::string garbage(4096, '\0');
-    cv::RNG(5).fill(cv::Mat(1, 4096, CV_8U, garbage.data()), cv::RNG::UNIFORM, 0, 256);
-    garbage[0] = 0x12;  // not '{', so the file is taken for a network
-    kaztest::WriteFile(dir_ + "/nets/garbage.onnx", garbage);
+    std::filesystem::create_directory_symlink(QUORIN_TEST_NETWORKS, dir_ + "/nets");
+    kaztest::WriteFile(dir_ + "/classical.json", "{\"backend\": \"classical\"}");
   }
   static void TearDownTestSuite() { std::filesystem::remove_all(dir_); }
   void SetUp() override { setenv("QUORIN_LOG", "1", 1); }
@@ -51,8 +44,12 @@ std::string BrokenModels::dir_;
 
 TEST_P(BrokenModels, CreateFailsWithItsCodeAndSaysWhy) {
   const Broken& b = GetParam();
-  const std::string path = dir_ + "/" + b.name + ".model";
-  kaztest::WriteFile(path, b.manifest);
+  std::string path = dir_ + "/" + b.name + ".model";
+  if (b.path == nullptr) {
+    kaztest::WriteFile(path, b.manifest);
+  } else {
+    path = *b.path != '\0' ? dir_ + "/" + b.path : "";
+  }
   Segmenter segmenter;
   ::testing::internal::CaptureStderr();
   const int32_t status = segmenter.Create(path);
@@ -83,9 +80,8 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{"no_network", "{\"backend\": \"onnx\"}", 3, "\"network\" is missing"},
         Broken{"network_absent", "{\"backend\": \"onnx\", \"network\": \"nets/none.onnx\"}", 2,
                "cannot open model file"},
-        Broken{"network_is_a_manifest",
-               "{\"backend\": \"onnx\", \"network\": \"nets/classical.json\"}", 3,
-               "is not an ONNX model"},
+        Broken{"network_is_a_manifest", "{\"backend\": \"onnx\", \"network\": \"classical.json\"}",
+               3, "is not an ONNX model"},
         Broken{
             "unknown_operator",
             "{\"backend\": \"onnx\", \"network\": \"nets/unknown_operator.onnx\", " + kSized + "}}",
@@ -115,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                "none.xml' cannot be loaded"},
         Broken{"face_cascade_not_a_cascade",
                "{\"backend\": \"classical\", \"classical\": {\"faceCascade\": "
-               "\"nets/classical.json\"}}",
+               "\"classical.json\"}}",
                2, "classical.json' cannot be loaded"},
         Broken{"matte_without_networks", "{\"backend\": \"matte\"}", 3, "\"matte\" is missing"},
         Broken{"matte_unknown_key",
@@ -123,34 +119,17 @@ INSTANTIATE_TEST_SUITE_P(
                "\"radius\": 2}}",
                3, "unknown key \"radius\" in matte"},
         Broken{"matte_network_not_onnx",
-               "{\"backend\": \"matte\", \"matte\": {\"network\": \"nets/classical.json\"}}", 3,
+               "{\"backend\": \"matte\", \"matte\": {\"network\": \"classical.json\"}}", 3,
                "is not an ONNX model"},
         Broken{"matte_options_elsewhere", "{\"backend\": \"classical\", \"matte\": {}}", 3,
                "\"matte\" belongs to the matte backend"},
         Broken{"empty_file", "", 3, "is neither a JSON manifest nor an ONNX model"},
         Broken{"json_array", "[{\"backend\": \"classical\"}]", 3,
-               "is neither a JSON manifest nor an ONNX model"}),
+               "is neither a JSON manifest nor an ONNX model"},
+        Broken{"model_absent", "", 2, "cannot open model file", "absent.model"},
+        Broken{"model_is_a_directory", "", 2, "is a directory, not a model file", "nets"},
+        Broken{"no_model_path", "", 2, "no model path", ""}),
     [](const ::testing::TestParamInfo<Broken>& info) { return std::string(info.param.name); });
-
-TEST_F(BrokenModels, ModelFilesThatAreNotThereOrNotFiles) {
-  struct {
-    std::string path;
-    int32_t status;
-    std::string message;
-  } const cases[] = {
-      {dir_ + "/absent.model", 2, "cannot open model file"},
-      {dir_, 2, "is a directory, not a model file"},
-      {"", 2, "no model path"},
-  };
-  for (const auto& c : cases) {
-    Segmenter segmenter;
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(segmenter.Create(c.path), c.status) << c.path;
-    const std::string log = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find(c.message), std::string::npos) << log;
-    EXPECT_EQ(segmenter.get(), nullptr);
-  }
-}
 
 TEST_F(BrokenModels, TruncatedNetworksAreRefused) {
   std::ifstream file(std::string(QUORIN_TEST_NETWORKS) + "/bench_256.onnx", std::ios::binary);
@@ -187,56 +166,6 @@ TEST_F(BrokenModels, TheLogIsSilentUnlessAskedFor) {
     EXPECT_EQ(segmenter.Create(refused), 4);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   }
-}
-
-// Mutated manifests (bytes changed, inserted, removed, cut short) must never crash the
-// module: create answers 0 or a documented code, and what it creates can run and be freed.
-TEST_F(BrokenModels, MutatedManifestsNeverCrash) {
-  unsetenv("QUORIN_LOG");
-  const std::string seeds[] = {
-      kOnnx +
-          "\"input\": {\"width\": 8, \"height\": 6, \"layout\": \"nchw\", \"colorOrder\": "
-          "\"bgr\", \"scale\": 0.5, \"mean\": [0.1, 0.2, 0.3], \"std\": 2}, \"output\": "
-          "{\"personChannel\": 1, \"activation\": \"sigmoid\"}}",
-      "{\"backend\": \"classical\", \"classical\": {\"workingSize\": 128, \"peopleDetector\": "
-      "false}, \"comment\": \"x\"}"};
-  const char alphabet[] = "{}[]\":,0123456789.-+eE \\nulltruefalse";
-  cv::RNG rng(2024);
-  cv::Mat frame(6, 8, CV_8UC4, cv::Scalar(40, 90, 200, 255)), mask(6, 8, CV_8UC1);
-  int created = 0;
-  for (int round = 0; round < 600; ++round) {
-    std::string text = seeds[round % 2];
-    const int edits = 1 + rng.uniform(0, 4);
-    for (int e = 0; e < edits && !text.empty(); ++e) {
-      const size_t at = rng.uniform(0, static_cast<int>(text.size()));
-      const char c = alphabet[rng.uniform(0, static_cast<int>(sizeof(alphabet) - 1))];
-      switch (rng.uniform(0, 4)) {
-        case 0:
-          text[at] = c;
-          break;
-        case 1:
-          text.insert(at, 1, c);
-          break;
-        case 2:
-          text.erase(at, 1);
-          break;
-        default:
-          text.resize(at);
-      }
-    }
-    const std::string path = dir_ + "/mutated.model";
-    kaztest::WriteFile(path, text);
-    Segmenter segmenter;
-    const int32_t status = segmenter.Create(path);
-    ASSERT_TRUE(status >= 0 && status <= 6) << text;
-    if (status == 0) {
-      ++created;
-      EXPECT_EQ(segmenter.Run(frame, mask), 0) << text;
-    }
-  }
-  // Some mutations keep the manifest valid (a digit changed): both outcomes were exercised.
-  EXPECT_GT(created, 0);
-  EXPECT_LT(created, 600);
 }
 
 }  // namespace

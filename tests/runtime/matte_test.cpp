@@ -29,9 +29,11 @@ class Matte : public ::testing::Test {
   }
   static void TearDownTestSuite() { fs::remove_all(dir_); }
 
-  static std::string Manifest(const std::string& name, const std::string& matte) {
+  // The matte backend with these options, then any more members of the manifest.
+  static std::string Manifest(const std::string& name, const std::string& matte,
+                              const std::string& more = "") {
     const std::string path = dir_ + "/" + name + ".model";
-    kaztest::WriteFile(path, "{\"backend\": \"matte\", \"matte\": {" + matte + "}}");
+    kaztest::WriteFile(path, "{\"backend\": \"matte\", \"matte\": {" + matte + "}" + more + "}");
     return path;
   }
 
@@ -65,13 +67,9 @@ std::vector<cv::Mat> StillSceneWithACut() {
   for (int i = 0; i < 12; ++i) {
     cv::Mat frame = scenes[i < 7 ? 0 : 1].clone();
     frame(cv::Rect(8 + 6 * i, 30, 20, 20)).setTo(cv::Scalar(250, 250, 250, 255));
-    cv::Mat noise(frame.size(), CV_8UC4);
+    cv::Mat noise(frame.size(), CV_16SC4);
     rng.fill(noise, cv::RNG::NORMAL, 0, 6);
-    cv::Mat signedNoise;
-    noise.convertTo(signedNoise, CV_16SC4);
-    frame.convertTo(frame, CV_16SC4);
-    cv::add(frame, signedNoise, frame);
-    frame.convertTo(frame, CV_8UC4);
+    cv::add(frame, noise, frame, cv::noArray(), CV_8UC4);
     frames.push_back(frame);
   }
   return frames;
@@ -173,16 +171,12 @@ TEST_F(Matte, SecondLooksCoverTheSquareAroundASmallFind) {
 }
 
 TEST_F(Matte, WithoutItsNetworksTheClassicalBackendRuns) {
-  const std::string missing = dir_ + "/missing.model";
-  kaztest::WriteFile(missing,
-                     "{\"backend\": \"matte\", \"matte\": {\"network\": \"absent.onnx\"}, "
-                     "\"classical\": {\"workingSize\": 128}}");
+  const std::string missing = Manifest("missing", "\"network\": \"absent.onnx\"",
+                                       ", \"classical\": {\"workingSize\": 128}");
   const std::string classical = dir_ + "/classical.model";
   kaztest::WriteFile(classical,
                      "{\"backend\": \"classical\", \"classical\": {\"workingSize\": 128}}");
-  kazsample::ClipSettings settings;
-  settings.width = 160;
-  settings.height = 90;
+  const kazsample::ClipSettings settings{160, 90};
   const kazsample::SampleClip clip(settings);
   std::vector<cv::Mat> frames(12);
   for (int i = 0; i < 12; ++i) clip.Render(i, frames[i], nullptr);

@@ -3,11 +3,11 @@
 
 #include <climits>
 #include <filesystem>
-#include <functional>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kazsample/sample_clip.h"
@@ -27,7 +27,7 @@ class ModuleApi : public ::testing::TestWithParam<const char*> {
     kaztest::WriteFile(dir_ + "/onnx.model",
                        "{\"backend\": \"onnx\", \"network\": \"" +
                            std::string(QUORIN_TEST_NETWORKS) +
-                           "/single_channel.onnx\", \"input\": {\"width\": 16, \"height\": 12}}");
+                           "/passthrough_nchw.onnx\", \"input\": {\"width\": 96, \"height\": 54}}");
   }
   static void TearDownTestSuite() { std::filesystem::remove_all(dir_); }
   void SetUp() override {
@@ -48,20 +48,17 @@ std::string ModuleApi::dir_;
 
 struct FrameFault {
   const char* what;
-  std::function<void(QuorinFrame& in, QuorinFrame& out)> apply;
+  void (*apply)(QuorinFrame& in, QuorinFrame& out);
 };
 
+// Both frames pass one check; the output's own cases show that it is checked as grey.
 TEST_P(ModuleApi, RejectsBadFramesWithoutTouchingTheMask) {
   const FrameFault faults[] = {
       {"input format 2", [](QuorinFrame& in, QuorinFrame&) { in.format = QUORIN_FORMAT_GRAY8; }},
-      {"input format 0", [](QuorinFrame& in, QuorinFrame&) { in.format = 0; }},
       {"output format 1", [](QuorinFrame&, QuorinFrame& out) { out.format = 1; }},
       {"input width 0", [](QuorinFrame& in, QuorinFrame&) { in.width = 0; }},
       {"input height 0", [](QuorinFrame& in, QuorinFrame&) { in.height = 0; }},
-      {"output width 0", [](QuorinFrame&, QuorinFrame& out) { out.width = 0; }},
-      {"output height -1", [](QuorinFrame&, QuorinFrame& out) { out.height = -1; }},
       {"input without pixels", [](QuorinFrame& in, QuorinFrame&) { in.planes[0] = nullptr; }},
-      {"output without pixels", [](QuorinFrame&, QuorinFrame& out) { out.planes[0] = nullptr; }},
       {"input rows shorter than the width",
        [](QuorinFrame& in, QuorinFrame&) { in.strides[0] = in.width * 4 - 1; }},
       {"output rows shorter than the width",
@@ -89,26 +86,80 @@ TEST_P(ModuleApi, RejectsBadFramesWithoutTouchingTheMask) {
 }
 
 TEST_P(ModuleApi, FillsEveryByteOfAMaskOfAnySize) {
-  // Tight rows (stride 0) on both frames, and a mask of another shape than the picture; two
-  // runs over different fillings agree only if every mask byte is written.
-  for (const cv::Size size : {cv::Size(50, 7), cv::Size(1, 1), cv::Size(3, 90)}) {
-    cv::Mat first(size, CV_8UC1, cv::Scalar(0x11)), second(size, CV_8UC1, cv::Scalar(0xEE));
+  // Tight rows (stride 0), pictures from one pixel to a long line, masks of another shape than
+  // the picture; two runs over different fillings agree only if every mask byte is written.
+  const std::pair<cv::Size, cv::Size> sizes[] = {
+      {{32, 24}, {50, 7}}, {{32, 24}, {1, 1}},     {{32, 24}, {3, 90}},   {{1, 1}, {1, 1}},
+      {{2, 3}, {2, 3}},    {{4000, 1}, {4000, 1}}, {{1, 3000}, {1, 3000}}};
+  for (const auto& [pictureSize, maskSize] : sizes) {
+    cv::Mat picture;
+    cv::resize(frame_, picture, pictureSize, 0, 0, cv::INTER_NEAREST);
+    cv::Mat first(maskSize, CV_8UC1, cv::Scalar(0x11)), second(maskSize, CV_8UC1, cv::Scalar(0xEE));
     for (cv::Mat* mask : {&first, &second}) {
-      QuorinFrame in = FrameOver(frame_, QUORIN_FORMAT_BGRA8);
+      QuorinFrame in = FrameOver(picture, QUORIN_FORMAT_BGRA8);
       QuorinFrame out = FrameOver(*mask, QUORIN_FORMAT_GRAY8);
       in.strides[0] = 0;
       out.strides[0] = 0;
-      ASSERT_EQ(QuorinHumanSegmentProcess(segmenter_.get(), &in, &out), 0) << size;
+      ASSERT_EQ(QuorinHumanSegmentProcess(segmenter_.get(), &in, &out), 0) << pictureSize;
     }
-    EXPECT_EQ(cv::countNonZero(first != second), 0) << size;
+    EXPECT_EQ(cv::countNonZero(first != second), 0) << pictureSize << " to " << maskSize;
   }
 }
 
-TEST_P(ModuleApi, TakesTinyAndStretchedPictures) {
-  for (const cv::Size size :
-       {cv::Size(1, 1), cv::Size(2, 3), cv::Size(4000, 1), cv::Size(1, 3000)}) {
-    cv::Mat picture(size, CV_8UC4, cv::Scalar(30, 60, 90, 255)), mask(size, CV_8UC1);
-    EXPECT_EQ(segmenter_.Run(picture, mask), 0) << size;
+// The plug-in's way: frames made by the kernel over its pictures, and allocated by it.
+TEST_P(ModuleApi, TakesFramesMadeAndAllocatedByTheKernel) {
+  uint8_t* const planes[3] = {frame_.data, nullptr, nullptr};
+  QuorinFrame* input = QuorinVideoFrameMake(planes, QUORIN_FORMAT_BGRA8, 0, 32, 24, nullptr, 0);
+  QuorinFrame* output = QuorinVideoFrameAlloc(QUORIN_FORMAT_GRAY8, 32, 24);
+  ASSERT_NE(input, nullptr);
+  ASSERT_NE(output, nullptr);
+  EXPECT_EQ(QuorinHumanSegmentProcess(segmenter_.get(), input, output), 0);
+  // The same frame again gets the same mask, from either backend.
+  cv::Mat expected(24, 32, CV_8UC1);
+  ASSERT_EQ(segmenter_.Run(frame_, expected), 0);
+  const cv::Mat mask(24, 32, CV_8UC1, output->planes[0], output->strides[0]);
+  EXPECT_EQ(cv::countNonZero(mask != expected), 0);
+  QuorinFrameFree(input);
+  QuorinFrameFree(output);
+}
+
+// Instances share nothing: several on different threads, with OpenCV's worker pool busy, give
+// exactly what one gives alone on a pool of one thread.
+TEST_P(ModuleApi, InstancesRunTogetherOnThreads) {
+  const kazsample::ClipSettings settings{320, 180};
+  const kazsample::SampleClip clip(settings);
+  constexpr int kFrames = 24, kThreads = 4;
+  std::vector<cv::Mat> frames(kFrames);
+  for (int i = 0; i < kFrames; ++i) clip.Render(i, frames[i]);
+  const std::string model = dir_ + "/" + GetParam() + ".model";
+  auto run = [&](std::vector<cv::Mat>* masks, int* status) {
+    Segmenter segmenter;
+    *status = segmenter.Create(model);
+    masks->resize(kFrames);
+    for (int i = 0; i < kFrames && *status == 0; ++i) {
+      cv::Mat picture = frames[i].clone();
+      (*masks)[i].create(settings.height, settings.width, CV_8UC1);
+      *status = segmenter.Run(picture, (*masks)[i]);
+    }
+  };
+  std::vector<cv::Mat> alone;
+  int status = -1;
+  const int poolSize = cv::getNumThreads();
+  cv::setNumThreads(1);
+  run(&alone, &status);
+  ASSERT_EQ(status, 0);
+  cv::setNumThreads(4);
+  std::vector<std::vector<cv::Mat>> masks(kThreads);
+  std::vector<int> statuses(kThreads, -1);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) threads.emplace_back(run, &masks[t], &statuses[t]);
+  for (std::thread& thread : threads) thread.join();
+  cv::setNumThreads(poolSize);
+  for (int t = 0; t < kThreads; ++t) {
+    ASSERT_EQ(statuses[t], 0);
+    for (int i = 0; i < kFrames; ++i) {
+      EXPECT_EQ(cv::countNonZero(masks[t][i] != alone[i]), 0) << "thread " << t << ", frame " << i;
+    }
   }
 }
 
@@ -141,92 +192,6 @@ TEST(Module, CreateAndDestroyTakeNulls) {
   EXPECT_EQ(QuorinHumanSegmentDestroy(instance), 0);
 }
 
-// The plug-in's way: frames made by the kernel over its pictures, handed to the module.
-TEST(Module, TakesFramesMadeAndAllocatedByTheKernel) {
-  Segmenter segmenter;
-  const std::string dir = kaztest::TempDir("kernel_frames");
-  kaztest::WriteFile(dir + "/green.model",
-                     "{\"backend\": \"onnx\", \"network\": \"" + std::string(QUORIN_TEST_NETWORKS) +
-                         "/single_channel.onnx\", \"input\": {\"width\": 20, \"height\": 10}}");
-  ASSERT_EQ(segmenter.Create(dir + "/green.model"), 0);
-  cv::Mat picture = kaztest::Padded(10, 20, CV_8UC4, 8, 0);
-  cv::RNG(11).fill(picture, cv::RNG::UNIFORM, 0, 256);
-  uint8_t* const planes[3] = {picture.data, nullptr, nullptr};
-  const int32_t strides[3] = {static_cast<int32_t>(picture.step[0]), 0, 0};
-  QuorinFrame* input = QuorinVideoFrameMake(planes, QUORIN_FORMAT_BGRA8, 0, 20, 10, strides, 0);
-  QuorinFrame* output = QuorinVideoFrameAlloc(QUORIN_FORMAT_GRAY8, 20, 10);
-  ASSERT_NE(input, nullptr);
-  ASSERT_NE(output, nullptr);
-  EXPECT_EQ(QuorinHumanSegmentProcess(segmenter.get(), input, output), 0);
-  // The network answers the green channel scaled to 0..1; no activation for one channel.
-  cv::Mat green, expected;
-  cv::extractChannel(picture, green, 1);
-  green.convertTo(expected, CV_32F, 1.0 / 255.0);
-  expected.convertTo(expected, CV_8U, 255.0);
-  const cv::Mat mask(10, 20, CV_8UC1, output->planes[0], output->strides[0]);
-  EXPECT_EQ(cv::countNonZero(mask != expected), 0);
-  QuorinFrameFree(input);
-  QuorinFrameFree(output);
-  std::filesystem::remove_all(dir);
-}
-
-// Instances share nothing: several on different threads give exactly what one gives alone, and
-// OpenCV's worker pool (busy, idle, of any size) never changes a mask.
-TEST(Module, InstancesRunTogetherOnThreads) {
-  const std::string dir = kaztest::TempDir("threads");
-  kaztest::WriteFile(dir + "/classical.model", "{\"backend\": \"classical\"}");
-  kaztest::WriteFile(dir + "/onnx.model",
-                     "{\"backend\": \"onnx\", \"network\": \"" + std::string(QUORIN_TEST_NETWORKS) +
-                         "/passthrough_nchw.onnx\", \"input\": {\"width\": 96, \"height\": 54}}");
-  kazsample::ClipSettings settings;
-  settings.width = 320;
-  settings.height = 180;
-  const kazsample::SampleClip clip(settings);
-  constexpr int kFrames = 24;
-  std::vector<cv::Mat> frames(kFrames);
-  for (int i = 0; i < kFrames; ++i) clip.Render(i, frames[i]);
-
-  auto run = [&](const std::string& model, std::vector<cv::Mat>* masks, int* status) {
-    Segmenter segmenter;
-    *status = segmenter.Create(model);
-    for (int i = 0; i < kFrames && *status == 0; ++i) {
-      cv::Mat picture = frames[i].clone();
-      (*masks)[i].create(settings.height, settings.width, CV_8UC1);
-      *status = segmenter.Run(picture, (*masks)[i]);
-    }
-  };
-  for (const char* backend : {"classical", "onnx"}) {
-    const std::string model = dir + "/" + backend + ".model";
-    std::vector<cv::Mat> alone(kFrames), serial(kFrames);
-    int status = -1;
-    const int poolSize = cv::getNumThreads();
-    cv::setNumThreads(4);
-    run(model, &alone, &status);
-    ASSERT_EQ(status, 0) << backend;
-    cv::setNumThreads(1);
-    run(model, &serial, &status);
-    cv::setNumThreads(poolSize);
-    ASSERT_EQ(status, 0) << backend;
-    for (int i = 0; i < kFrames; ++i) {
-      EXPECT_EQ(cv::countNonZero(serial[i] != alone[i]), 0) << backend << ", frame " << i;
-    }
-    constexpr int kThreads = 4;
-    std::vector<std::vector<cv::Mat>> masks(kThreads, std::vector<cv::Mat>(kFrames));
-    std::vector<int> statuses(kThreads, -1);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) threads.emplace_back(run, model, &masks[t], &statuses[t]);
-    for (std::thread& thread : threads) thread.join();
-    for (int t = 0; t < kThreads; ++t) {
-      ASSERT_EQ(statuses[t], 0) << backend;
-      for (int i = 0; i < kFrames; ++i) {
-        EXPECT_EQ(cv::countNonZero(masks[t][i] != alone[i]), 0)
-            << backend << ", thread " << t << ", frame " << i;
-      }
-    }
-  }
-  std::filesystem::remove_all(dir);
-}
-
 // Every model path the segmentation effects use has a model file that works out of the box.
 TEST(Module, BundledModelFilesSegmentTheSampleClip) {
   const char* variants[] = {
@@ -235,9 +200,7 @@ TEST(Module, BundledModelFilesSegmentTheSampleClip) {
       "/humansegmentation_highacc/RQ_HumanSegmentHighAcc_CPU_Openvino_INT8_3.1.0.5.model",
       "/humansegmentation_hair/RQ_HumanSegmentHair_CPU_Openvino_Fp16_V4.0.8.model",
   };
-  kazsample::ClipSettings settings;
-  settings.width = 320;
-  settings.height = 180;
+  const kazsample::ClipSettings settings{320, 180};
   const kazsample::SampleClip clip(settings);
   for (const char* variant : variants) {
     Segmenter segmenter;

@@ -26,25 +26,6 @@ inline QuorinFrame FrameOver(cv::Mat& m, int32_t format) {
   return f;
 }
 
-// A matrix whose rows are `pad` bytes longer than its pixels, the padding filled with `fill`:
-// a module that ignores the row step, or writes past a row's pixels, shows.
-inline cv::Mat Padded(int rows, int cols, int type, int pad, uint8_t fill) {
-  const int pixelBytes = cols * CV_ELEM_SIZE(type);
-  cv::Mat storage(rows, pixelBytes + pad, CV_8U, cv::Scalar(fill));
-  return storage.colRange(0, pixelBytes).reshape(CV_MAT_CN(type));
-}
-
-// True when every byte after the pixels of each row still holds `fill`.
-inline bool PaddingIntact(const cv::Mat& m, int pad, uint8_t fill) {
-  const size_t pixelBytes = m.cols * m.elemSize();
-  for (int y = 0; y < m.rows; ++y) {
-    for (int i = 0; i < pad; ++i) {
-      if (m.ptr<uint8_t>(y)[pixelBytes + i] != fill) return false;
-    }
-  }
-  return true;
-}
-
 // An instance that is destroyed however the test ends.
 class Segmenter {
  public:
