@@ -28,19 +28,19 @@ inline int BlurSize(double feather, int w, int h) {
 
 inline cv::Mat Refined(const cv::Mat& mask, int t, int k) {
   cv::Mat out = mask.clone();
-  if (t != 0) {
-    const int side = 2 * std::abs(t) + 1;
-    const cv::Mat element = cv::Mat::ones(side, side, CV_8U);
-    if (t < 0)
-      cv::erode(out, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-                cv::morphologyDefaultBorderValue());
-    else
-      cv::dilate(out, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-                 cv::morphologyDefaultBorderValue());
-  }
+  const cv::Mat element = cv::Mat::ones(2 * std::abs(t) + 1, 2 * std::abs(t) + 1, CV_8U);
+  if (t != 0)
+    (t < 0 ? cv::erode : cv::dilate)(out, out, element, {-1, -1}, 1, cv::BORDER_CONSTANT,
+                                     cv::morphologyDefaultBorderValue());
   if (k > 1)
     cv::boxFilter(out, out, -1, cv::Size(k, k), cv::Point(-1, -1), true, cv::BORDER_REFLECT_101);
   return out;
+}
+
+inline cv::Mat Channel(const cv::Mat& image, int c) {
+  cv::Mat plane;
+  cv::extractChannel(image, plane, c);
+  return plane;
 }
 
 // Every byte of the source scaled by the mask: the person with pre-multiplied alpha.
@@ -79,10 +79,7 @@ struct Filter {
   explicit Filter(const char* guid, const char* resources = "/opt/res")
       : f(CreateNLEAIEffectFilterFromGUID(guid, resources)) {}
   ~Filter() { DeleteNLEAIEffectFilter(&f); }
-  void Set(const char* name, NLEParamValue v) {
-    const uint32_t kind = v.type;
-    NLEEffectFilterSetParameter(f, name, kind, v);
-  }
+  void Set(const char* name, NLEParamValue v) { NLEEffectFilterSetParameter(f, name, v.type, v); }
   Filter& Float(const char* name, float v) {
     Set(name, vorta::MakeFloatValue(v));
     return *this;
@@ -95,34 +92,28 @@ struct Filter {
   void Lend(AIDATA::BaseAIDATA* receiver) {
     Set(kKAZAiDataTransferName, vorta::MakePointerValue(receiver));
   }
-  // Runs one frame into a destination with padded rows; returns the destination without padding.
-  cv::Mat Run(const cv::Mat& src, int dstChannels, uint8_t fill = 77, int32_t* result = nullptr) {
-    cv::Mat padded(src.rows, src.cols + 3, dstChannels == 4 ? CV_8UC4 : CV_8UC1,
-                   cv::Scalar::all(fill));
+  // Runs one frame into a destination of 77s with padded rows, keeping the answer in `result`;
+  // returns the destination without the padding.
+  cv::Mat Run(const cv::Mat& src, int dstChannels = 4) {
+    cv::Mat padded(src.rows, src.cols + 3, CV_8UC(dstChannels), cv::Scalar::all(77));
     cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
-    const int32_t r = NLEEffectFilterTransformChannels(
+    result = NLEEffectFilterTransformChannels(
         f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
         src.cols, src.rows, static_cast<int32_t>(src.step), dstChannels, 4, 4);
-    if (result) *result = r;
     return dst.clone();
   }
-  // The same through the four-channel entry, padding filled with 77.
-  cv::Mat Run(const cv::Mat& src, int32_t* result = nullptr) {
-    cv::Mat padded(src.rows, src.cols + 3, CV_8UC4, cv::Scalar::all(77));
-    cv::Mat dst = padded(cv::Rect(0, 0, src.cols, src.rows));
-    const int32_t r = NLEEffectFilterTransform(
-        f, dst.data, dst.cols, dst.rows, static_cast<int32_t>(dst.step), nullptr, 0, 0, 0, src.data,
-        src.cols, src.rows, static_cast<int32_t>(src.step));
-    if (result) *result = r;
-    return dst.clone();
+  // Runs one frame in place through the four-channel entry.
+  int32_t RunInPlace(cv::Mat& frame) {
+    return NLEEffectFilterTransform(f, frame.data, frame.cols, frame.rows,
+                                    static_cast<int32_t>(frame.step), nullptr, 0, 0, 0, frame.data,
+                                    frame.cols, frame.rows, static_cast<int32_t>(frame.step));
   }
   vorta::NLEEffectFilter* f;
+  int32_t result = -1;
 };
 
-inline int CountDifferent(const cv::Mat& a, const cv::Mat& b) {
-  cv::Mat diff;
-  cv::absdiff(a, b, diff);
-  return cv::countNonZero(diff.reshape(1));
+inline int64_t CountDifferent(const cv::Mat& a, const cv::Mat& b) {
+  return ref::differingBytes(a, b);
 }
 
 }  // namespace kaztest

@@ -88,9 +88,8 @@ TEST_P(SwingingClones, ClonesMatchTheRule) {
   f.Int("alphaRadioF", s.alphaFar).Int("alphaRadioN", s.alphaNear);
   NLEEffectFilterSetFrameRate(f.f, s.num, s.den);
   NLEEffectFilterSetCurrentTime(f.f, s.frame);
-  int32_t result = -1;
-  const cv::Mat out = f.Run(src, &result);
-  ASSERT_EQ(result, 0);
+  const cv::Mat out = f.Run(src);
+  ASSERT_EQ(f.result, 0);
   const bool off = std::string(c.guid) == kColor && !(Seconds(s) > 0.0f);
   const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(c.guid, s, 96));
   EXPECT_EQ(CountDifferent(out, expected), 0);
@@ -170,9 +169,7 @@ TEST(CloneFamily, AReadySegmentationAndAnInPlaceFrameGiveTheSameClones) {
     const cv::Mat expected = Clones(src, ready, SwingCopies(guid, s, 96));
     EXPECT_EQ(CountDifferent(f.Run(src), expected), 0) << guid;
     cv::Mat frame = src.clone();
-    ASSERT_EQ(NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data,
-                                       96, 72, 384),
-              0);
+    ASSERT_EQ(f.RunInPlace(frame), 0);
     EXPECT_EQ(CountDifferent(frame, expected), 0) << guid << " in place";
   }
 }

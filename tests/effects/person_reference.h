@@ -57,10 +57,6 @@ inline cv::Mat PersonSource(int w, int h, unsigned seed = 1) {
 }
 
 // The person image the inner cut-out filter makes from PersonSource with the mask in channel 0.
-inline cv::Mat PersonOf(const cv::Mat& src) {
-  cv::Mat mask;
-  cv::extractChannel(src, mask, 0);
-  return Premultiplied(src, mask);
-}
+inline cv::Mat PersonOf(const cv::Mat& src) { return Premultiplied(src, Channel(src, 0)); }
 
 }  // namespace kaztest

@@ -41,11 +41,6 @@ static void NotePath(int i, const char* path) {
   if (path != NULL) strncpy(g_analysis.paths[i], path, sizeof g_analysis.paths[i] - 1);
 }
 
-static void NoteDevices(const QuorinDeviceEntry* devices, int n) {
-  g_analysis.deviceCount = n;
-  for (int i = 0; i < n; ++i) g_analysis.devices[i] = devices[i];
-}
-
 static int32_t AnalysisCreate(const char* path, const QuorinDeviceEntry* device, void** instance) {
   const QuorinModuleConfig config = {device->deviceType, device->reserved, device->threads};
   if (EnvIs("KAZ_DOUBLE_CREATE", "fail")) {
@@ -56,7 +51,6 @@ static int32_t AnalysisCreate(const char* path, const QuorinDeviceEntry* device,
 }
 
 static int32_t Release(const void* output) {
-  g_analysis.releases++;
   if (output != NULL) {
     g_analysis.outstanding--;
     free((void*)output);
@@ -78,7 +72,7 @@ QUORIN_API int32_t QuorinPipelineFaceLandmarksV2Create(
   g_analysis.integrationGiven = integration != NULL;
   g_analysis.slotsGiven = runtimeSlot0 != NULL && runtimeSlot1 != NULL;
   if (devices == NULL) return 1;
-  NoteDevices(devices, 3);
+  memcpy(g_analysis.devices, devices, sizeof *devices * 3);
   return AnalysisCreate(detectorModelPath, devices, instance);
 }
 
@@ -145,7 +139,7 @@ QUORIN_API int32_t QuorinHumanLandmarksCreate(const char* modelPath, void* integ
   NotePath(0, modelPath);
   g_analysis.integrationGiven = integration != NULL;
   if (device == NULL) return 1;
-  NoteDevices(device, 1);
+  g_analysis.devices[0] = *device;
   return AnalysisCreate(modelPath, device, instance);
 }
 
