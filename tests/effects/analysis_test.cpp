@@ -29,6 +29,7 @@ constexpr char kFace[] = "AD36FDCA-6B5E-4399-8625-DE97EBF12E41";
 constexpr char kPose[] = "02E5BBF3-8C49-4392-9B0F-5B72E56FC762";
 constexpr char kBadOutput[] = "%s: the runtime answered with %s; the frame has no result\n";
 using Blob = std::vector<uint8_t>;
+using kaztest::Receiver;
 
 // The double's behaviour for the next calls; unset variables take the double's defaults.
 void Steer(const std::map<std::string, std::string>& env) {
@@ -112,21 +113,8 @@ Blob PoseBlob(int w, int h, int n, int c) {
   return out.b;
 }
 
-class Recorder : public KAZAiDataReceiver {
- public:
-  void ReceiveGrayImage(const unsigned char*, int32_t, int32_t, int32_t) override { gray++; }
-  void ReceiveFaceData(const unsigned char* b, uint32_t n) override {
-    faces.emplace_back(b, b + n);
-  }
-  void ReceivePoseData(const unsigned char* b, uint32_t n) override {
-    poses.emplace_back(b, b + n);
-  }
-  int gray = 0;
-  std::vector<Blob> faces, poses;
-};
-
 struct Filter : kaztest::Filter {
-  explicit Filter(const char* guid, Recorder* to = nullptr) : kaztest::Filter(guid) {
+  explicit Filter(const char* guid, Receiver* to = nullptr) : kaztest::Filter(guid) {
     if (to != nullptr) Lend(to);
   }
   std::shared_ptr<AIDATA::BaseAIDATA> Held() {
@@ -193,7 +181,7 @@ TEST_P(FaceInfo, BlobAndResultDescribeTheFacesOfTheProcessedFrame) {
   const FaceCase c = GetParam();
   Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.faces)}});
   const cv::Mat src = Frame(c.w, c.h);
-  Recorder recorder;
+  Receiver recorder;
   Filter filter(kFace, &recorder);
   const int w = c.shrunk ? cvRound(c.w * 0.4) : c.w, h = c.shrunk ? cvRound(c.h * 0.4) : c.h;
   const Blob expected = FaceBlob(w, h, c.faces);
@@ -231,7 +219,7 @@ class BadOutput : public ::testing::TestWithParam<BadCase> {};
 TEST_P(BadOutput, FrameFailsWithoutResultOrPush) {
   Steer(GetParam().env);
   const cv::Mat src = Frame(48, 40);
-  Recorder recorder;
+  Receiver recorder;
   Filter filter(GetParam().guid, &recorder);
   kaztest::LogCapture log;
   EXPECT_TRUE(Same(filter.Run(src), src));
@@ -271,7 +259,7 @@ TEST_P(Pose, EveryoneTakesTheFirstPersonsPointsWithTheirOwnScores) {
   Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.people)},
          {"KAZ_DOUBLE_POINTS", std::to_string(c.points)}});
   const cv::Mat src = Frame(1920, 1080);  // never shrunk
-  Recorder recorder;
+  Receiver recorder;
   Filter filter(kPose, &recorder);
   EXPECT_TRUE(Same(filter.Run(src), src));
   EXPECT_EQ(filter.result, 0);
@@ -296,7 +284,7 @@ INSTANTIATE_TEST_SUITE_P(Effects, Pose,
 
 TEST(Analysis, AFailedRunIsHeldButNotPushed) {
   Steer({{"KAZ_DOUBLE_STATUS", "6"}});
-  Recorder recorder;
+  Receiver recorder;
   Filter face(kFace, &recorder), pose(kPose, &recorder);
   face.Run(Frame(16, 16));
   EXPECT_EQ(face.result, 1);
@@ -349,7 +337,7 @@ TEST(Analysis, FiltersOnSeveralThreadsNeverOverlapInTheModule) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
-      Recorder recorder;
+      Receiver recorder;
       Filter face(kFace, &recorder), pose(kPose, &recorder);
       const cv::Mat src = Frame(40 + 8 * t, 32);
       for (int frame = 0; frame < 4; ++frame) {

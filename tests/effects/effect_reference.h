@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <opencv2/imgproc.hpp>
 
@@ -70,9 +71,39 @@ inline cv::Mat Source(int w, int h, unsigned seed = 1) {
   return src;
 }
 
+// The person image the outline and clone effects start from, with the mask in the alpha.
+inline cv::Mat PersonOf(const cv::Mat& src) { return Premultiplied(src, Channel(src, 3)); }
+
 inline void UseMaskFromChannel(int c) {
   setenv("KAZ_DOUBLE_HUMANSEG_MASK", ("channel:" + std::to_string(c)).c_str(), 1);
 }
+
+// A host receiver keeping what the effects send it; it lends `ready`, when given, as the ready
+// segmentation of every frame.
+struct Receiver : KAZAiDataReceiver {
+  explicit Receiver(cv::Mat image = cv::Mat()) : ready(std::move(image)) {}
+  bool ReadySegmentation(unsigned char** pixels, int32_t* w, int32_t* h, int32_t* pitch) override {
+    *pixels = ready.data;
+    *w = ready.cols;
+    *h = ready.rows;
+    *pitch = static_cast<int32_t>(ready.step);
+    return !ready.empty();
+  }
+  void ReceiveGrayImage(const unsigned char* pixels, int32_t w, int32_t h, int32_t s) override {
+    grays.push_back(cv::Mat(h, w, CV_8UC4, const_cast<unsigned char*>(pixels), s).clone());
+    stride = s;
+  }
+  void ReceiveFaceData(const unsigned char* b, uint32_t n) override {
+    faces.emplace_back(b, b + n);
+  }
+  void ReceivePoseData(const unsigned char* b, uint32_t n) override {
+    poses.emplace_back(b, b + n);
+  }
+  cv::Mat ready;
+  std::vector<cv::Mat> grays;
+  int32_t stride = 0;
+  std::vector<std::vector<uint8_t>> faces, poses;
+};
 
 // A filter made through the exported API, with the resources folder it is told.
 struct Filter {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The person outline end to end through the exported filter API, with the test-double module
-// (the person mask is the source's channel 0), against the rule written out plainly here.
+// (the person mask is the source's alpha), against the rule written out plainly here.
 #include <cmath>
 #include <limits>
 
 #include <opencv2/imgproc.hpp>
 
-#include "person_reference.h"
+#include <gtest/gtest.h>
+
+#include "effect_reference.h"
 
 using namespace kaztest;
 
@@ -90,8 +92,8 @@ class PersonOutline : public ::testing::TestWithParam<BorderRun> {};
 
 TEST_P(PersonOutline, OutlineMatchesTheRule) {
   const BorderRun run = GetParam();
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(run.given.w, run.given.h);
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(run.given.w, run.given.h);
   Filter f(kBorder);
   Configure(f, run.given);
   const cv::Mat out = f.Run(src);
@@ -141,8 +143,8 @@ TEST(PersonOutline, AMatteOfExactly128IsBackground) {
 // effect fails untouched, unless the host lends a ready segmentation, which leaves the inner
 // filter idle.
 TEST(PersonOutline, FailuresLeaveTheFrameAndAReadySegmentationIdlesTheInnerFilter) {
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(160, 90, 4);
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(160, 90, 4);
   const BorderCase c{160, 90, 20, 0, 100, kP, kQ, 4};
   Filter f(kBorder);
   Configure(f, c);
@@ -151,8 +153,8 @@ TEST(PersonOutline, FailuresLeaveTheFrameAndAReadySegmentationIdlesTheInnerFilte
   EXPECT_EQ(CountDifferent(f.Run(src), untouched), 0);
   EXPECT_EQ(f.result, 1);
 
-  const cv::Mat ready = PersonOf(PersonSource(160, 90, 5));
-  ReadyReceiver receiver(ready);
+  const cv::Mat ready = PersonOf(Source(160, 90, 5));
+  Receiver receiver(ready);
   f.Lend(&receiver);
   EXPECT_EQ(CountDifferent(f.Run(src), Border(src, ready, c)), 0);
   EXPECT_EQ(f.result, 0);

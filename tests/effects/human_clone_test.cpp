@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The clone family end to end through the exported filter API, with the test-double module (the
-// person mask is the source's channel 0), against the compositing rule written out plainly here.
+// person mask is the source's alpha), against the compositing rule written out plainly here.
 #include <cmath>
 #include <vector>
 
-#include "person_reference.h"
+#include <gtest/gtest.h>
+
+#include "effect_reference.h"
 
 using namespace kaztest;
 
@@ -81,8 +83,8 @@ class SwingingClones : public ::testing::TestWithParam<SwingCase> {};
 TEST_P(SwingingClones, ClonesMatchTheRule) {
   const SwingCase c = GetParam();
   const Swing& s = c.swing;
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(96, 72, 6);
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(96, 72, 6);
   Filter f(c.guid);
   f.Float("speed", s.speed).Float("distFar", s.far).Float("distNear", s.near);
   f.Int("alphaRadioF", s.alphaFar).Int("alphaRadioN", s.alphaNear);
@@ -138,8 +140,8 @@ std::vector<Copy> WingCopies(int side, float t, int speed, int dist, int w, int 
 }
 
 TEST(WingClones, FeathersFanOutOnTheNamedSide) {
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(120, 80, 7);
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(120, 80, 7);
   struct {
     int frame, speed, dist;
   } const cases[] = {{0, 0, 5}, {13, 0, 5}, {13, 3, 12}, {40, 0, 5}, {13, 9, 30}, {13, 2, 500}};
@@ -158,13 +160,13 @@ TEST(WingClones, FeathersFanOutOnTheNamedSide) {
 }
 
 TEST(CloneFamily, AReadySegmentationAndAnInPlaceFrameGiveTheSameClones) {
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(96, 72, 8), ready = PersonOf(PersonSource(96, 72, 9));
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(96, 72, 8), ready = PersonOf(Source(96, 72, 9));
   const Swing s{7, 25, 1, 2.5f, 0.5f, 0.3f, 127, 200};
   for (const char* guid : {kColor, kUnfold}) {
     Filter f(guid);
     NLEEffectFilterSetCurrentTime(f.f, s.frame);
-    ReadyReceiver receiver(ready);
+    Receiver receiver(ready);
     f.Lend(&receiver);
     const cv::Mat expected = Clones(src, ready, SwingCopies(guid, s, 96));
     EXPECT_EQ(CountDifferent(f.Run(src), expected), 0) << guid;

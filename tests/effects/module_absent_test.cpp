@@ -36,16 +36,4 @@ TEST(ModuleAbsent, EveryEffectPassesTheFrameThroughOrRefusesItUntouched) {
   }
 }
 
-TEST(ModuleAbsent, AOneChannelDestinationIsLeftAsGiven) {
-  cv::Mat src(8, 8, CV_8UC4, cv::Scalar::all(200));
-  cv::Mat dst(8, 8, CV_8UC1, cv::Scalar::all(9));
-  vorta::NLEEffectFilter* f =
-      CreateNLEAIEffectFilterFromGUID("974A1C95-921E-4D28-89D5-23B7B249589A", "/nowhere");
-  EXPECT_EQ(NLEEffectFilterTransformChannels(f, dst.data, 8, 8, 8, nullptr, 0, 0, 0, src.data, 8, 8,
-                                             32, 1, 4, 4),
-            0);
-  EXPECT_EQ(cv::countNonZero(dst != 9), 0);
-  DeleteNLEAIEffectFilter(&f);
-}
-
 }  // namespace
