@@ -119,6 +119,10 @@ struct Filter {
     Set(name, vorta::MakeIntValue(v));
     return *this;
   }
+  Filter& Text(const char* name, const std::string& v) {
+    Set(name, vorta::MakeTextValue(v));
+    return *this;
+  }
   // Hands the filter the host's receiver of AI data.
   void Lend(AIDATA::BaseAIDATA* receiver) {
     Set(kKAZAiDataTransferName, vorta::MakePointerValue(receiver));

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "effect_reference.h"
+#include "imaging/person_rows.h"
 
 using namespace kaztest;
 
@@ -20,26 +21,22 @@ constexpr char kWingRight[] = "DD7311D4-C0F8-4B39-BDBD-5F93109ACA5C";
 // A copy of the person: pixel (x, y) shows the person at (x - dx, y - dy) when that is inside.
 struct Copy {
   int dx, dy, alpha;
-  int tint[3];
+  uint8_t tint[3];
 };
 
 cv::Mat Clones(const cv::Mat& src, const cv::Mat& person, const std::vector<Copy>& copies) {
   cv::Mat out = src.clone();
   for (int y = 0; y < src.rows; ++y)
     for (int x = 0; x < src.cols; ++x) {
-      cv::Vec4b& c = out.at<cv::Vec4b>(y, x);
+      // The pixel rules are proven exhaustively in the imaging tests; here, which person pixel
+      // each copy lays, with what alpha and tint, in what order.
+      uint8_t* c = out.ptr(y) + 4 * x;
       for (const Copy& k : copies) {
         const int sx = x - k.dx, sy = y - k.dy;
         if (sx < 0 || sx >= src.cols || sy < 0 || sy >= src.rows) continue;
-        const cv::Vec4b q = person.at<cv::Vec4b>(sy, sx);
-        const int a = ref::mul(q[3], k.alpha);
-        for (int i = 0; i < 3; ++i)
-          c[i] = static_cast<uint8_t>(ref::mul(ref::mul(q[i], k.alpha), k.tint[i]) +
-                                      ref::mul(c[i], 255 - a));
-        c[3] = static_cast<uint8_t>(ref::mul(c[3], 255 - a) + a);
+        imageC::rows::cloneLayer<false>(person.ptr(sy) + 4 * sx, c, 1, k.alpha, k.tint);
       }
-      const cv::Vec4b p = person.at<cv::Vec4b>(y, x);
-      for (int i = 0; i < 4; ++i) c[i] = static_cast<uint8_t>(ref::mul(c[i], 255 - p[3]) + p[i]);
+      imageC::rows::personOnTop<false>(person.ptr(y) + 4 * x, c, 1);
     }
   return out;
 }
@@ -128,7 +125,7 @@ std::vector<Copy> WingCopies(int side, float t, int speed, int dist, int w, int 
   const float open = L > 0 ? std::fabs(std::sin(kPi * t / L)) : 1.0f;
   const float d = static_cast<float>(std::clamp(dist, 0, 100));
   const float across = d * w / 100.0f * (0.25f + 0.75f * open), up = d * h / 200.0f * open;
-  const int tints[4][3] = {{255, 236, 214}, {250, 210, 170}, {240, 180, 130}, {230, 150, 100}};
+  const uint8_t tints[4][3] = {{255, 236, 214}, {250, 210, 170}, {240, 180, 130}, {230, 150, 100}};
   std::vector<Copy> copies;
   for (int k = 4; k >= 1; --k) {
     const int dx = std::min(w, static_cast<int>(static_cast<float>(k) * across));
