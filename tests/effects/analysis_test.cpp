@@ -31,13 +31,12 @@ constexpr char kBadOutput[] = "%s: the runtime answered with %s; the frame has n
 using Blob = std::vector<uint8_t>;
 using kaztest::Receiver;
 
-// The double's behaviour for the next calls; unset variables take the double's defaults.
+// The double's behaviour for the next calls, by KAZ_DOUBLE_ variable; unset variables take the
+// double's defaults.
 void Steer(const std::map<std::string, std::string>& env) {
-  for (const char* name : {"KAZ_DOUBLE_COUNT", "KAZ_DOUBLE_POINTS", "KAZ_DOUBLE_OUTPUT",
-                           "KAZ_DOUBLE_STATUS", "KAZ_DOUBLE_CREATE", "KAZ_DOUBLE_DELAY_US"}) {
-    unsetenv(name);
-  }
-  for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
+  for (const char* name : {"COUNT", "POINTS", "OUTPUT", "STATUS", "CREATE", "DELAY_US"})
+    unsetenv((std::string("KAZ_DOUBLE_") + name).c_str());
+  for (const auto& [name, value] : env) setenv(("KAZ_DOUBLE_" + name).c_str(), value.c_str(), 1);
 }
 
 // The doubles' counters, read through the binding the effects use.
@@ -134,7 +133,7 @@ bool Same(const cv::Mat& a, const cv::Mat& b) { return cv::norm(a, b, cv::NORM_I
 
 TEST(Analysis, FailedCreationIsRetriedAndFramesPassMeanwhile) {
   vorta::SharedAiObjects::ReleaseAll();
-  Steer({{"KAZ_DOUBLE_CREATE", "fail"}});
+  Steer({{"CREATE", "fail"}});
   const cv::Mat src = Frame(40, 30);
   Filter face(kFace), pose(kPose);
   const int faceCreates = FaceModule().createCalls, poseCreates = PoseModule().createCalls;
@@ -179,7 +178,7 @@ class FaceInfo : public ::testing::TestWithParam<FaceCase> {};
 
 TEST_P(FaceInfo, BlobAndResultDescribeTheFacesOfTheProcessedFrame) {
   const FaceCase c = GetParam();
-  Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.faces)}});
+  Steer({{"COUNT", std::to_string(c.faces)}});
   const cv::Mat src = Frame(c.w, c.h);
   Receiver recorder;
   Filter filter(kFace, &recorder);
@@ -212,7 +211,6 @@ struct BadCase {
   std::map<std::string, std::string> env;
   bool logged;  // a level-4 line: the runtime's answer cannot be read
 };
-void PrintTo(const BadCase& c, std::ostream* os) { *os << c.name; }
 
 class BadOutput : public ::testing::TestWithParam<BadCase> {};
 
@@ -232,20 +230,13 @@ TEST_P(BadOutput, FrameFailsWithoutResultOrPush) {
 
 INSTANTIATE_TEST_SUITE_P(
     Effects, BadOutput,
-    ::testing::Values(BadCase{"NoFace", kFace, {{"KAZ_DOUBLE_COUNT", "0"}}, false},
-                      BadCase{"FaceNegativeCount", kFace, {{"KAZ_DOUBLE_COUNT", "-3"}}, true},
-                      BadCase{"FaceNullOutput",
-                              kFace,
-                              {{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_OUTPUT", "null"}},
-                              true},
-                      BadCase{"FaceAbsurdCount", kFace, {{"KAZ_DOUBLE_COUNT", "4097"}}, true},
-                      BadCase{"PoseNegativeCount", kPose, {{"KAZ_DOUBLE_COUNT", "-1"}}, true},
-                      BadCase{"PoseNullOutput",
-                              kPose,
-                              {{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_OUTPUT", "null"}},
-                              true},
-                      BadCase{
-                          "PoseAbsurdPointCount", kPose, {{"KAZ_DOUBLE_POINTS", "4097"}}, true}),
+    ::testing::Values(BadCase{"NoFace", kFace, {{"COUNT", "0"}}, false},
+                      BadCase{"FaceNegativeCount", kFace, {{"COUNT", "-3"}}, true},
+                      BadCase{"FaceNullOutput", kFace, {{"COUNT", "2"}, {"OUTPUT", "null"}}, true},
+                      BadCase{"FaceAbsurdCount", kFace, {{"COUNT", "4097"}}, true},
+                      BadCase{"PoseNegativeCount", kPose, {{"COUNT", "-1"}}, true},
+                      BadCase{"PoseNullOutput", kPose, {{"COUNT", "2"}, {"OUTPUT", "null"}}, true},
+                      BadCase{"PoseAbsurdPointCount", kPose, {{"POINTS", "4097"}}, true}),
     [](const ::testing::TestParamInfo<BadCase>& info) { return info.param.name; });
 
 struct PoseCase {
@@ -256,8 +247,7 @@ class Pose : public ::testing::TestWithParam<PoseCase> {};
 
 TEST_P(Pose, EveryoneTakesTheFirstPersonsPointsWithTheirOwnScores) {
   const PoseCase c = GetParam();
-  Steer({{"KAZ_DOUBLE_COUNT", std::to_string(c.people)},
-         {"KAZ_DOUBLE_POINTS", std::to_string(c.points)}});
+  Steer({{"COUNT", std::to_string(c.people)}, {"POINTS", std::to_string(c.points)}});
   const cv::Mat src = Frame(1920, 1080);  // never shrunk
   Receiver recorder;
   Filter filter(kPose, &recorder);
@@ -283,7 +273,7 @@ INSTANTIATE_TEST_SUITE_P(Effects, Pose,
                                            PoseCase{3, 33}));
 
 TEST(Analysis, AFailedRunIsHeldButNotPushed) {
-  Steer({{"KAZ_DOUBLE_STATUS", "6"}});
+  Steer({{"STATUS", "6"}});
   Receiver recorder;
   Filter face(kFace, &recorder), pose(kPose, &recorder);
   face.Run(Frame(16, 16));
@@ -311,26 +301,26 @@ TEST(Pose, TrackingIsResetOncePerSizeChange) {
 }
 
 TEST(Analysis, AHeldResultOutlivesTheNextFrame) {
-  Steer({{"KAZ_DOUBLE_COUNT", "2"}});
+  Steer({{"COUNT", "2"}});
   Filter face(kFace), pose(kPose);
   face.Run(Frame(64, 64));
   pose.Run(Frame(64, 64));
   const auto faces = std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(face.Held());
   const auto people = std::dynamic_pointer_cast<AIDATA::HumanPoseDatas>(pose.Held());
   ASSERT_TRUE(faces && people);
-  Steer({{"KAZ_DOUBLE_COUNT", "1"}});
+  Steer({{"COUNT", "1"}});
   face.Run(Frame(128, 64));
   pose.Run(Frame(128, 64));
   EXPECT_NE(face.Held(), faces);
   EXPECT_EQ(AIDATA::FlattenFaces(*faces), FaceBlob(64, 64, 2)) << "kept as it was";
   EXPECT_EQ(AIDATA::FlattenPoses(*people), PoseBlob(64, 64, 2, 33));
-  Steer({{"KAZ_DOUBLE_COUNT", "0"}});
+  Steer({{"COUNT", "0"}});
   face.Run(Frame(64, 64));
   EXPECT_FALSE(face.Held()) << "a frame without faces releases the last result";
 }
 
 TEST(Analysis, FiltersOnSeveralThreadsNeverOverlapInTheModule) {
-  Steer({{"KAZ_DOUBLE_COUNT", "2"}, {"KAZ_DOUBLE_DELAY_US", "2000"}});
+  Steer({{"COUNT", "2"}, {"DELAY_US", "2000"}});
   const int faceOverlaps = FaceModule().overlaps, poseOverlaps = PoseModule().overlaps;
   const int faceCalls = FaceModule().processCalls;
   std::vector<std::vector<Blob>> faces(4), poses(4);

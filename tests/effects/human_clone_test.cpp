@@ -70,27 +70,21 @@ std::vector<Copy> SwingCopies(const char* guid, const Swing& s, int w) {
           {n, 0, N, {255, 255, 255}}};
 }
 
-struct SwingCase {
-  const char* guid;
-  Swing swing;
-};
-
-class SwingingClones : public ::testing::TestWithParam<SwingCase> {};
+class SwingingClones : public ::testing::TestWithParam<std::tuple<const char*, Swing>> {};
 
 TEST_P(SwingingClones, ClonesMatchTheRule) {
-  const SwingCase c = GetParam();
-  const Swing& s = c.swing;
+  const auto& [guid, s] = GetParam();
   UseMaskFromChannel(3);
   const cv::Mat src = Source(96, 72, 6);
-  Filter f(c.guid);
+  Filter f(guid);
   f.Float("speed", s.speed).Float("distFar", s.far).Float("distNear", s.near);
   f.Int("alphaRadioF", s.alphaFar).Int("alphaRadioN", s.alphaNear);
   NLEEffectFilterSetFrameRate(f.f, s.num, s.den);
   NLEEffectFilterSetCurrentTime(f.f, s.frame);
   const cv::Mat out = f.Run(src);
   ASSERT_EQ(f.result, 0);
-  const bool off = std::string(c.guid) == kColor && !(Seconds(s) > 0.0f);
-  const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(c.guid, s, 96));
+  const bool off = std::string(guid) == kColor && !(Seconds(s) > 0.0f);
+  const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(guid, s, 96));
   EXPECT_EQ(CountDifferent(out, expected), 0);
 }
 
@@ -108,14 +102,9 @@ const Swing kSwings[] = {
     {9, 30000, 1001, 2.5f, -0.4f, 0.3f, 300, -20},  // 29 fps; negative distance, alphas clamped
 };
 
-std::vector<SwingCase> SwingCases() {
-  std::vector<SwingCase> cases;
-  for (const char* guid : {kColor, kUnfold})
-    for (const Swing& s : kSwings) cases.push_back({guid, s});
-  return cases;
-}
-
-INSTANTIATE_TEST_SUITE_P(Effects, SwingingClones, ::testing::ValuesIn(SwingCases()));
+INSTANTIATE_TEST_SUITE_P(Effects, SwingingClones,
+                         ::testing::Combine(::testing::Values(kColor, kUnfold),
+                                            ::testing::ValuesIn(kSwings)));
 
 // The wings' documented geometry: opening |sin(pi t / L)| with L = (80 - 10 speed) / 40 seconds
 // (open when L <= 0); feather k lies k * dist% of the width * (1/4 + 3/4 opening) to the side and
