@@ -30,24 +30,17 @@ int Thousandths(int h, float factor) {
 }
 
 uint8_t GradientChannel(int x, int y, int w, int h, int i, const BorderCase& c) {
-  const int p = (c.start >> (8 * i)) & 255, q = (c.end >> (8 * i)) & 255;
-  const float diag = static_cast<float>(static_cast<int64_t>(y) * h + static_cast<int64_t>(x) * w) /
-                     static_cast<float>(h * h + w * w);
-  const float antiDiag =
-      static_cast<float>(static_cast<int64_t>(h - 1 - y) * h + static_cast<int64_t>(x) * w) /
-      static_cast<float>(h * h + w * w);
-  // Odd directions 1, 3 run along x; 2, 3, 5, 7 start from P; 4, 7 follow the diagonal.
-  const int d = c.direction;
+  const int p = (c.start >> (8 * i)) & 255, q = (c.end >> (8 * i)) & 255, d = c.direction;
+  if (d < 0 || d > 7) return ((c.start ^ c.end) & 0xFFFFFF) == 0 ? p : 0;  // black unless P = Q
+  // Odd directions 1, 3 run along x; 2, 3, 5, 7 start from P; 4, 7 follow the diagonal, 5, 6 the
+  // anti-diagonal.
   const bool fromP = d == 2 || d == 3 || d == 5 || d == 7;
   const float from = static_cast<float>(fromP ? p : q),
               step = static_cast<float>(fromP ? q - p : p - q);
-  float v;
-  if (d < 0 || d > 7)
-    v = ((c.start ^ c.end) & 0xFFFFFF) == 0 ? p : 0;  // black unless P = Q
-  else if (d < 4)
-    v = from + (d % 2 ? static_cast<float>(x) * (step / w) : static_cast<float>(y) * (step / h));
-  else
-    v = from + (d == 4 || d == 7 ? diag : antiDiag) * step;
+  const int64_t yy = d == 4 || d == 7 ? y : h - 1 - y;
+  const float t =
+      static_cast<float>(yy * h + static_cast<int64_t>(x) * w) / static_cast<float>(h * h + w * w);
+  const float v = d >= 4 ? from + t * step : from + (d % 2 ? x * (step / w) : y * (step / h));
   return static_cast<uint8_t>(static_cast<int>(v));
 }
 
@@ -56,6 +49,7 @@ cv::Mat Border(const cv::Mat& src, const cv::Mat& person, const BorderCase& c) {
   int b = Thousandths(h, c.blur);
   b -= b % 2;
   if (r <= 0) return src.clone();
+  // Strictly above: the random source holds mattes of exactly 128, which must stay background.
   const cv::Mat matte = Channel(person, 3) > 128;
   cv::Mat grown = Refined(matte, r, 0);
   for (int pass = 0; b > 0 && pass < 2; ++pass)
@@ -123,17 +117,6 @@ INSTANTIATE_TEST_SUITE_P(
         BorderRun{{160, 90, 20, 0, 100, kP, kQ, -1}, {160, 90, 20, 0, 100, kP, kQ, 0}},
         Same({160, 90, 20, 0, 100, kP, kQ, 9}),  // unknown direction: a black ring
         Same({160, 90, 20, 0, 100, kP, kP, 9})));
-
-TEST(PersonOutline, AMatteOfExactly128IsBackground) {
-  UseMaskFromChannel(0);
-  for (int level : {128, 129}) {
-    cv::Mat src(40, 40, CV_8UC4, cv::Scalar(0, 90, 90, 255));
-    src(cv::Rect(15, 15, 10, 10)).setTo(cv::Scalar(level, 90, 90, 255));
-    Filter f(kBorder);
-    f.Float("Size", 100);  // r = 8
-    EXPECT_EQ(CountDifferent(f.Run(src), src) == 0, level == 128) << level;
-  }
-}
 
 // The inner filter is made to refuse every frame (an edge element far beyond any frame): the
 // effect fails untouched, unless the host lends a ready segmentation, which leaves the inner
