@@ -123,18 +123,12 @@ struct Filter : kaztest::Filter {
   }
 };
 
-cv::Mat Frame(int w, int h) {
-  cv::Mat m(h, w, CV_8UC4);
-  cv::randu(m, 0, 256);
-  return m;
-}
-
 bool Same(const cv::Mat& a, const cv::Mat& b) { return cv::norm(a, b, cv::NORM_INF) == 0; }
 
 TEST(Analysis, FailedCreationIsRetriedAndFramesPassMeanwhile) {
   vorta::SharedAiObjects::ReleaseAll();
   Steer({{"CREATE", "fail"}});
-  const cv::Mat src = Frame(40, 30);
+  const cv::Mat src = kaztest::Source(40, 30);
   Filter face(kFace), pose(kPose);
   const int faceCreates = FaceModule().createCalls, poseCreates = PoseModule().createCalls;
   for (int frame = 0; frame < 2; ++frame) {
@@ -179,7 +173,7 @@ class FaceInfo : public ::testing::TestWithParam<FaceCase> {};
 TEST_P(FaceInfo, BlobAndResultDescribeTheFacesOfTheProcessedFrame) {
   const FaceCase c = GetParam();
   Steer({{"COUNT", std::to_string(c.faces)}});
-  const cv::Mat src = Frame(c.w, c.h);
+  const cv::Mat src = kaztest::Source(c.w, c.h);
   Receiver recorder;
   Filter filter(kFace, &recorder);
   const int w = c.shrunk ? cvRound(c.w * 0.4) : c.w, h = c.shrunk ? cvRound(c.h * 0.4) : c.h;
@@ -216,7 +210,7 @@ class BadOutput : public ::testing::TestWithParam<BadCase> {};
 
 TEST_P(BadOutput, FrameFailsWithoutResultOrPush) {
   Steer(GetParam().env);
-  const cv::Mat src = Frame(48, 40);
+  const cv::Mat src = kaztest::Source(48, 40);
   Receiver recorder;
   Filter filter(GetParam().guid, &recorder);
   kaztest::LogCapture log;
@@ -248,7 +242,7 @@ class Pose : public ::testing::TestWithParam<PoseCase> {};
 TEST_P(Pose, EveryoneTakesTheFirstPersonsPointsWithTheirOwnScores) {
   const PoseCase c = GetParam();
   Steer({{"COUNT", std::to_string(c.people)}, {"POINTS", std::to_string(c.points)}});
-  const cv::Mat src = Frame(1920, 1080);  // never shrunk
+  const cv::Mat src = kaztest::Source(1920, 1080);  // never shrunk
   Receiver recorder;
   Filter filter(kPose, &recorder);
   EXPECT_TRUE(Same(filter.Run(src), src));
@@ -276,9 +270,9 @@ TEST(Analysis, AFailedRunIsHeldButNotPushed) {
   Steer({{"STATUS", "6"}});
   Receiver recorder;
   Filter face(kFace, &recorder), pose(kPose, &recorder);
-  face.Run(Frame(16, 16));
+  face.Run(kaztest::Source(16, 16));
   EXPECT_EQ(face.result, 1);
-  pose.Run(Frame(16, 16));
+  pose.Run(kaztest::Source(16, 16));
   EXPECT_EQ(pose.result, 0) << "the pose effect answers 0 whenever it has a module";
   EXPECT_TRUE(recorder.faces.empty() && recorder.poses.empty());
   EXPECT_TRUE(std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(face.Held()));
@@ -292,7 +286,7 @@ TEST(Pose, TrackingIsResetOncePerSizeChange) {
   // Sizes: first frame, same, height only, same, width only, back to the first.
   for (const cv::Size size : {cv::Size(64, 48), cv::Size(64, 48), cv::Size(64, 50),
                               cv::Size(64, 50), cv::Size(70, 50), cv::Size(64, 48)}) {
-    filter.Run(Frame(size.width, size.height));
+    filter.Run(kaztest::Source(size.width, size.height));
   }
   const KazAnalysisDoubleStats after = PoseExtra();
   EXPECT_EQ(std::vector<int>(
@@ -303,19 +297,19 @@ TEST(Pose, TrackingIsResetOncePerSizeChange) {
 TEST(Analysis, AHeldResultOutlivesTheNextFrame) {
   Steer({{"COUNT", "2"}});
   Filter face(kFace), pose(kPose);
-  face.Run(Frame(64, 64));
-  pose.Run(Frame(64, 64));
+  face.Run(kaztest::Source(64, 64));
+  pose.Run(kaztest::Source(64, 64));
   const auto faces = std::dynamic_pointer_cast<AIDATA::HumanFaceInfoMultiDatas>(face.Held());
   const auto people = std::dynamic_pointer_cast<AIDATA::HumanPoseDatas>(pose.Held());
   ASSERT_TRUE(faces && people);
   Steer({{"COUNT", "1"}});
-  face.Run(Frame(128, 64));
-  pose.Run(Frame(128, 64));
+  face.Run(kaztest::Source(128, 64));
+  pose.Run(kaztest::Source(128, 64));
   EXPECT_NE(face.Held(), faces);
   EXPECT_EQ(AIDATA::FlattenFaces(*faces), FaceBlob(64, 64, 2)) << "kept as it was";
   EXPECT_EQ(AIDATA::FlattenPoses(*people), PoseBlob(64, 64, 2, 33));
   Steer({{"COUNT", "0"}});
-  face.Run(Frame(64, 64));
+  face.Run(kaztest::Source(64, 64));
   EXPECT_FALSE(face.Held()) << "a frame without faces releases the last result";
 }
 
@@ -329,7 +323,7 @@ TEST(Analysis, FiltersOnSeveralThreadsNeverOverlapInTheModule) {
     threads.emplace_back([&, t] {
       Receiver recorder;
       Filter face(kFace, &recorder), pose(kPose, &recorder);
-      const cv::Mat src = Frame(40 + 8 * t, 32);
+      const cv::Mat src = kaztest::Source(40 + 8 * t, 32);
       for (int frame = 0; frame < 4; ++frame) {
         face.Run(src);
         pose.Run(src);
