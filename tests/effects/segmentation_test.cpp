@@ -34,10 +34,13 @@ constexpr char kHair[] = "EE6BC05B-DD9B-4154-9E03-00740D1CA060";
 constexpr char kCapture[] = "7208B311-D2F9-456D-B556-CFA222B130B7";
 constexpr char kBlur[] = "1AEA14C6-59BC-491F-A1D1-EB02009706B7";
 
+// The cut-out, or Background Blur when a Gaussian size is given: the refined person, over the
+// blurred frame for the blur.
 struct SegCase {
   int w, h;
   float thickness, feather;
   int dstChannels;
+  int backBlur = 0, kernel = 0;  // kernel: 2 trunc(back blur * long side / 1280) + 1, by hand
 };
 
 class PersonCutOut : public ::testing::TestWithParam<SegCase> {};
@@ -46,15 +49,19 @@ TEST_P(PersonCutOut, MaskIsRefinedAndAppliedExactly) {
   const SegCase c = GetParam();
   UseMaskFromChannel(3);
   const cv::Mat src = Source(c.w, c.h);
-  Filter filter(kSeg);
+  Filter filter(c.kernel ? kBlur : kSeg);
   filter.Float("Edge Thickness", c.thickness).Float("Edge Feather", c.feather);
-  const cv::Mat out = filter.Run(src, c.dstChannels);
+  const cv::Mat out = filter.Int("Back Blur", c.backBlur).Run(src, c.dstChannels);
   ASSERT_EQ(filter.result, 0);
 
-  const cv::Mat alpha = Channel(src, 3);
   const cv::Mat mask =
-      Refined(alpha, MorphSize(c.thickness, c.w, c.h), BlurSize(c.feather, c.w, c.h));
-  const cv::Mat expected = c.dstChannels == 4 ? Premultiplied(src, mask) : mask;
+      Refined(Channel(src, 3), MorphSize(c.thickness, c.w, c.h), BlurSize(c.feather, c.w, c.h));
+  cv::Mat expected = c.dstChannels == 4 ? Premultiplied(src, mask) : mask, blurred;
+  if (c.kernel) {
+    const cv::Size size(c.kernel, c.kernel);
+    cv::GaussianBlur(src, blurred, size, c.kernel, c.kernel, cv::BORDER_REFLECT_101);
+    expected = OverPremultiplied(expected, blurred);
+  }
   EXPECT_EQ(CountDifferent(out, expected), 0);
 }
 
@@ -68,7 +75,10 @@ INSTANTIATE_TEST_SUITE_P(
                       SegCase{640, 100, 0, 7, 4},     // k = 7
                       SegCase{200, 120, 12, 25, 1},   // one-channel destination: the mask
                       // r = 150: a 301-wide box over a 64x36 mask, exactly OpenCV's bytes
-                      SegCase{64, 36, 0, 3000, 1}));
+                      SegCase{64, 36, 0, 3000, 1},
+                      // Background Blur.
+                      SegCase{1280, 720, 0, 2, 4, 10, 21}, SegCase{1280, 720, -2, 0, 4, 0, 1},
+                      SegCase{200, 120, 6, 9, 4, 40, 13}, SegCase{64, 9, -30, 0, 4, 7, 1}));
 
 TEST(PersonCutOut, AKernelBeyondTheLimitRefusesTheFrameUntouched) {
   UseMaskFromChannel(3);
@@ -169,38 +179,6 @@ TEST(PersonCutOut, TheGrayMaskGoesToTheReceiverOnlyWhenAsked) {
   mask.Int("need gray Image", 1).Run(src);
   EXPECT_EQ(receiver.grays.size(), 1u) << "the person mask effect never sends the grey image";
 }
-
-struct BlurCase {
-  int w, h;
-  double thickness, feather;
-  int backBlur;
-  int kernel;  // the Gaussian size, 2 trunc(back blur * long side / 1280) + 1, worked by hand
-};
-
-class BackgroundBlur : public ::testing::TestWithParam<BlurCase> {};
-
-TEST_P(BackgroundBlur, BlurredBackgroundUnderThePremultipliedPerson) {
-  const BlurCase c = GetParam();
-  UseMaskFromChannel(3);
-  const cv::Mat src = Source(c.w, c.h, 3);
-  Filter filter(kBlur);
-  filter.Set("Edge Thickness", vorta::MakeDoubleValue(c.thickness));
-  filter.Set("Edge Feather", vorta::MakeDoubleValue(c.feather));
-  const cv::Mat out = filter.Int("Back Blur", c.backBlur).Run(src);
-
-  cv::Mat blurred;
-  const cv::Mat mask =
-      Refined(Channel(src, 3), MorphSize(c.thickness, c.w, c.h), BlurSize(c.feather, c.w, c.h));
-  cv::GaussianBlur(src, blurred, cv::Size(c.kernel, c.kernel), c.kernel, c.kernel,
-                   cv::BORDER_REFLECT_101);
-  EXPECT_EQ(CountDifferent(out, OverPremultiplied(Premultiplied(src, mask), blurred)), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Effects, BackgroundBlur,
-                         ::testing::Values(BlurCase{1280, 720, 0, 2, 10, 21},
-                                           BlurCase{1280, 720, -2, 0, 0, 1},
-                                           BlurCase{200, 120, 6, 9, 40, 13},
-                                           BlurCase{64, 9, -30, 0, 7, 1}));
 
 TEST(Segmentation, AFailingModulePassesTheFrameThrough) {
   setenv("KAZ_DOUBLE_HUMANSEG_MASK", "fail:128", 1);
