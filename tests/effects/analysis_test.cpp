@@ -17,7 +17,6 @@
 #include "ai/platform.h"
 #include "doubles/analysis_probe.h"
 #include "effect_reference.h"
-#include "framework/param_value.h"
 #include "framework/shared_ai_objects.h"
 #include "kaz/ai_results.h"
 #include "kaz/filter_api.h"

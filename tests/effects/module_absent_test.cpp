@@ -2,14 +2,10 @@
 // Without the segmentation module no effect hands back a frame it did not finish.
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include <opencv2/core.hpp>
 
 #include "framework/registry.h"
-#include "kaz/ai_results.h"
 #include "kaz/filter_api.h"
-#include "support/test_support.h"
 
 namespace {
 
