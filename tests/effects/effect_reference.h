@@ -110,18 +110,14 @@ struct Filter {
   explicit Filter(const char* guid, const char* resources = "/opt/res")
       : f(CreateNLEAIEffectFilterFromGUID(guid, resources)) {}
   ~Filter() { DeleteNLEAIEffectFilter(&f); }
-  void Set(const char* name, NLEParamValue v) { NLEEffectFilterSetParameter(f, name, v.type, v); }
-  Filter& Float(const char* name, float v) {
-    Set(name, vorta::MakeFloatValue(v));
+  Filter& Set(const char* name, NLEParamValue v) {
+    NLEEffectFilterSetParameter(f, name, v.type, v);
     return *this;
   }
-  Filter& Int(const char* name, int32_t v) {
-    Set(name, vorta::MakeIntValue(v));
-    return *this;
-  }
+  Filter& Float(const char* name, float v) { return Set(name, vorta::MakeFloatValue(v)); }
+  Filter& Int(const char* name, int32_t v) { return Set(name, vorta::MakeIntValue(v)); }
   Filter& Text(const char* name, const std::string& v) {
-    Set(name, vorta::MakeTextValue(v));
-    return *this;
+    return Set(name, vorta::MakeTextValue(v));
   }
   // Hands the filter the host's receiver of AI data.
   void Lend(AIDATA::BaseAIDATA* receiver) {

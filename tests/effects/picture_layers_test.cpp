@@ -125,8 +125,7 @@ TEST_F(PictureLayers, ZeroNanAndFarAwayPlacementsDrawNothing) {
                                     {"Human_Scale_y", std::nan("")},
                                     {"Human_Position_x", 1e12}}) {
     Filter filter = Make(kLayers);
-    filter.Text("BG_ImagePath", "bg");
-    filter.Set(name, vorta::MakeDoubleValue(value));
+    filter.Text("BG_ImagePath", "bg").Set(name, vorta::MakeDoubleValue(value));
     EXPECT_EQ(CountDifferent(filter.Run(src_), background), 0) << name;
   }
 }

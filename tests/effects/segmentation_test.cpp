@@ -105,9 +105,8 @@ TEST(PersonCutOut, WhichEffectsReadTheUnderscoreSpellings) {
   EXPECT_EQ(CountDifferent(hair.Run(src, 1), alpha), 0);
   hair.Float("Edge Thickness", 16).Float("Edge Feather", 8);
   EXPECT_EQ(CountDifferent(hair.Run(src, 4), Premultiplied(src, refined)), 0);
-  underscored.Set("Edge_Thickness", vorta::MakeDoubleValue(-40));
-  underscored.Set("Edge_Feather", vorta::MakeDoubleValue(40));
-  EXPECT_EQ(CountDifferent(plain.Run(src, 4), underscored.Run(src, 4)), 0);
+  underscored.Float("Edge_Thickness", -40).Float("Edge_Feather", 40);
+  EXPECT_EQ(CountDifferent(plain.Run(src), underscored.Run(src)), 0);
 }
 
 TEST(PersonCutOut, EffectModelTakesItsEdgeFromTheDescriptionOnce) {
