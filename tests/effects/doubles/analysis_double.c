@@ -37,8 +37,7 @@ static int EnvIs(const char* name, const char* value) {
 }
 
 static void NotePath(int i, const char* path) {
-  g_analysis.paths[i][0] = '\0';
-  if (path != NULL) strncpy(g_analysis.paths[i], path, sizeof g_analysis.paths[i] - 1);
+  strncpy(g_analysis.paths[i], path != NULL ? path : "", sizeof g_analysis.paths[i] - 1);
 }
 
 static int32_t AnalysisCreate(const char* path, const QuorinDeviceEntry* device, void** instance) {
@@ -82,10 +81,9 @@ QUORIN_API int32_t QuorinPipelineFaceLandmarksV2Create(
     const char* detectorModelPath, const char* landmarksModelPath, const char* visibilityModelPath,
     const char* poseModelPath, void* integration, const QuorinDeviceEntry devices[3],
     void** runtimeSlot0, void** runtimeSlot1, void** instance) {
-  NotePath(0, detectorModelPath);
-  NotePath(1, landmarksModelPath);
-  NotePath(2, visibilityModelPath);
-  NotePath(3, poseModelPath);
+  const char* paths[4] = {detectorModelPath, landmarksModelPath, visibilityModelPath,
+                          poseModelPath};
+  for (int i = 0; i < 4; ++i) NotePath(i, paths[i]);
   g_analysis.integrationGiven = integration != NULL;
   g_analysis.slotsGiven = runtimeSlot0 != NULL && runtimeSlot1 != NULL;
   if (devices == NULL) return 1;
