@@ -52,14 +52,12 @@ TEST_F(KazfxData, FaceLinesCarryEveryFaceOfEveryFrame) {
     EXPECT_EQ(face.at("flagB"), 0xB1);
     EXPECT_EQ(face.at("box")[0].get<float>(), (64 / 8 + 1) / 64.0f);
     ASSERT_EQ(face.at("points").size(), 106u);
-    EXPECT_EQ(face.at("points")[105][0].get<float>(), 107 / 128.0f);
-    EXPECT_EQ(face.at("points")[105][1].get<float>(), 1 / 128.0f);
+    EXPECT_EQ(face.at("points")[105], nlohmann::json({107 / 128.0, 1 / 128.0}));
     EXPECT_EQ(face.at("visible")[1].get<float>(), 1.0f);
     EXPECT_EQ(face.at("visible")[2].get<float>(), 0.0f);
-    uint64_t bits = 0;  // valueA: bytes 0x61 + j, little-endian
-    for (int j = 7; j >= 0; --j) bits = bits << 8 | static_cast<uint64_t>(0x61 + j);
+    const uint8_t bytes[8] = {0x61, 0x62, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68};  // the double's
     double valueA;
-    std::memcpy(&valueA, &bits, 8);
+    std::memcpy(&valueA, bytes, 8);
     EXPECT_EQ(face.at("valueA").get<double>(), valueA);
   }
   // Drawn: the first face's last visible point (k = 104: x 105/128, y 2/128) is marked.

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The clone family end to end through the exported filter API, with the test-double module (the
-// person mask is the source's channel 0), against the compositing rule written out plainly here.
+// person mask is the source's alpha), against the compositing rule written out plainly here.
 #include <cmath>
 #include <vector>
 
-#include "person_reference.h"
+#include <gtest/gtest.h>
+
+#include "effect_reference.h"
+#include "imaging/person_rows.h"
 
 using namespace kaztest;
 
@@ -18,26 +21,22 @@ constexpr char kWingRight[] = "DD7311D4-C0F8-4B39-BDBD-5F93109ACA5C";
 // A copy of the person: pixel (x, y) shows the person at (x - dx, y - dy) when that is inside.
 struct Copy {
   int dx, dy, alpha;
-  int tint[3];
+  uint8_t tint[3];
 };
 
 cv::Mat Clones(const cv::Mat& src, const cv::Mat& person, const std::vector<Copy>& copies) {
   cv::Mat out = src.clone();
   for (int y = 0; y < src.rows; ++y)
     for (int x = 0; x < src.cols; ++x) {
-      cv::Vec4b& c = out.at<cv::Vec4b>(y, x);
+      // The pixel rules are proven exhaustively in the imaging tests; here, which person pixel
+      // each copy lays, with what alpha and tint, in what order.
+      uint8_t* c = out.ptr(y) + 4 * x;
       for (const Copy& k : copies) {
         const int sx = x - k.dx, sy = y - k.dy;
         if (sx < 0 || sx >= src.cols || sy < 0 || sy >= src.rows) continue;
-        const cv::Vec4b q = person.at<cv::Vec4b>(sy, sx);
-        const int a = ref::mul(q[3], k.alpha);
-        for (int i = 0; i < 3; ++i)
-          c[i] = static_cast<uint8_t>(ref::mul(ref::mul(q[i], k.alpha), k.tint[i]) +
-                                      ref::mul(c[i], 255 - a));
-        c[3] = static_cast<uint8_t>(ref::mul(c[3], 255 - a) + a);
+        imageC::rows::cloneLayer<false>(person.ptr(sy) + 4 * sx, c, 1, k.alpha, k.tint);
       }
-      const cv::Vec4b p = person.at<cv::Vec4b>(y, x);
-      for (int i = 0; i < 4; ++i) c[i] = static_cast<uint8_t>(ref::mul(c[i], 255 - p[3]) + p[i]);
+      imageC::rows::personOnTop<false>(person.ptr(y) + 4 * x, c, 1);
     }
   return out;
 }
@@ -71,28 +70,21 @@ std::vector<Copy> SwingCopies(const char* guid, const Swing& s, int w) {
           {n, 0, N, {255, 255, 255}}};
 }
 
-struct SwingCase {
-  const char* guid;
-  Swing swing;
-};
-
-class SwingingClones : public ::testing::TestWithParam<SwingCase> {};
+class SwingingClones : public ::testing::TestWithParam<std::tuple<const char*, Swing>> {};
 
 TEST_P(SwingingClones, ClonesMatchTheRule) {
-  const SwingCase c = GetParam();
-  const Swing& s = c.swing;
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(96, 72, 6);
-  Filter f(c.guid);
+  const auto& [guid, s] = GetParam();
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(96, 72, 6);
+  Filter f(guid);
   f.Float("speed", s.speed).Float("distFar", s.far).Float("distNear", s.near);
   f.Int("alphaRadioF", s.alphaFar).Int("alphaRadioN", s.alphaNear);
   NLEEffectFilterSetFrameRate(f.f, s.num, s.den);
   NLEEffectFilterSetCurrentTime(f.f, s.frame);
-  int32_t result = -1;
-  const cv::Mat out = f.Run(src, &result);
-  ASSERT_EQ(result, 0);
-  const bool off = std::string(c.guid) == kColor && !(Seconds(s) > 0.0f);
-  const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(c.guid, s, 96));
+  const cv::Mat out = f.Run(src);
+  ASSERT_EQ(f.result, 0);
+  const bool off = std::string(guid) == kColor && !(Seconds(s) > 0.0f);
+  const cv::Mat expected = off ? src : Clones(src, PersonOf(src), SwingCopies(guid, s, 96));
   EXPECT_EQ(CountDifferent(out, expected), 0);
 }
 
@@ -110,14 +102,9 @@ const Swing kSwings[] = {
     {9, 30000, 1001, 2.5f, -0.4f, 0.3f, 300, -20},  // 29 fps; negative distance, alphas clamped
 };
 
-std::vector<SwingCase> SwingCases() {
-  std::vector<SwingCase> cases;
-  for (const char* guid : {kColor, kUnfold})
-    for (const Swing& s : kSwings) cases.push_back({guid, s});
-  return cases;
-}
-
-INSTANTIATE_TEST_SUITE_P(Effects, SwingingClones, ::testing::ValuesIn(SwingCases()));
+INSTANTIATE_TEST_SUITE_P(Effects, SwingingClones,
+                         ::testing::Combine(::testing::Values(kColor, kUnfold),
+                                            ::testing::ValuesIn(kSwings)));
 
 // The wings' documented geometry: opening |sin(pi t / L)| with L = (80 - 10 speed) / 40 seconds
 // (open when L <= 0); feather k lies k * dist% of the width * (1/4 + 3/4 opening) to the side and
@@ -127,7 +114,7 @@ std::vector<Copy> WingCopies(int side, float t, int speed, int dist, int w, int 
   const float open = L > 0 ? std::fabs(std::sin(kPi * t / L)) : 1.0f;
   const float d = static_cast<float>(std::clamp(dist, 0, 100));
   const float across = d * w / 100.0f * (0.25f + 0.75f * open), up = d * h / 200.0f * open;
-  const int tints[4][3] = {{255, 236, 214}, {250, 210, 170}, {240, 180, 130}, {230, 150, 100}};
+  const uint8_t tints[4][3] = {{255, 236, 214}, {250, 210, 170}, {240, 180, 130}, {230, 150, 100}};
   std::vector<Copy> copies;
   for (int k = 4; k >= 1; --k) {
     const int dx = std::min(w, static_cast<int>(static_cast<float>(k) * across));
@@ -139,8 +126,8 @@ std::vector<Copy> WingCopies(int side, float t, int speed, int dist, int w, int 
 }
 
 TEST(WingClones, FeathersFanOutOnTheNamedSide) {
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(120, 80, 7);
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(120, 80, 7);
   struct {
     int frame, speed, dist;
   } const cases[] = {{0, 0, 5}, {13, 0, 5}, {13, 3, 12}, {40, 0, 5}, {13, 9, 30}, {13, 2, 500}};
@@ -159,20 +146,18 @@ TEST(WingClones, FeathersFanOutOnTheNamedSide) {
 }
 
 TEST(CloneFamily, AReadySegmentationAndAnInPlaceFrameGiveTheSameClones) {
-  UseMaskFromChannel(0);
-  const cv::Mat src = PersonSource(96, 72, 8), ready = PersonOf(PersonSource(96, 72, 9));
+  UseMaskFromChannel(3);
+  const cv::Mat src = Source(96, 72, 8), ready = PersonOf(Source(96, 72, 9));
   const Swing s{7, 25, 1, 2.5f, 0.5f, 0.3f, 127, 200};
   for (const char* guid : {kColor, kUnfold}) {
     Filter f(guid);
     NLEEffectFilterSetCurrentTime(f.f, s.frame);
-    ReadyReceiver receiver(ready);
+    Receiver receiver(ready);
     f.Lend(&receiver);
     const cv::Mat expected = Clones(src, ready, SwingCopies(guid, s, 96));
     EXPECT_EQ(CountDifferent(f.Run(src), expected), 0) << guid;
     cv::Mat frame = src.clone();
-    ASSERT_EQ(NLEEffectFilterTransform(f.f, frame.data, 96, 72, 384, nullptr, 0, 0, 0, frame.data,
-                                       96, 72, 384),
-              0);
+    ASSERT_EQ(f.RunInPlace(frame), 0);
     EXPECT_EQ(CountDifferent(frame, expected), 0) << guid << " in place";
   }
 }

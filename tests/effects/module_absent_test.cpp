@@ -2,14 +2,10 @@
 // Without the segmentation module no effect hands back a frame it did not finish.
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include <opencv2/core.hpp>
 
 #include "framework/registry.h"
-#include "kaz/ai_results.h"
 #include "kaz/filter_api.h"
-#include "support/test_support.h"
 
 namespace {
 
@@ -34,18 +30,6 @@ TEST(ModuleAbsent, EveryEffectPassesTheFrameThroughOrRefusesItUntouched) {
     }
     DeleteNLEAIEffectFilter(&f);
   }
-}
-
-TEST(ModuleAbsent, AOneChannelDestinationIsLeftAsGiven) {
-  cv::Mat src(8, 8, CV_8UC4, cv::Scalar::all(200));
-  cv::Mat dst(8, 8, CV_8UC1, cv::Scalar::all(9));
-  vorta::NLEEffectFilter* f =
-      CreateNLEAIEffectFilterFromGUID("974A1C95-921E-4D28-89D5-23B7B249589A", "/nowhere");
-  EXPECT_EQ(NLEEffectFilterTransformChannels(f, dst.data, 8, 8, 8, nullptr, 0, 0, 0, src.data, 8, 8,
-                                             32, 1, 4, 4),
-            0);
-  EXPECT_EQ(cv::countNonZero(dst != 9), 0);
-  DeleteNLEAIEffectFilter(&f);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "effect_reference.h"
 #include "effects/picture_layers.h"
 #include "framework/param_value.h"
+#include "imaging/blend.h"
 #include "support/test_support.h"
 
 using namespace kaztest;
@@ -24,18 +25,12 @@ constexpr char kLayers[] = "3092F414-FEBF-4389-BEDE-7DB1C98B9734";
 constexpr char kChange[] = "496B0B93-9A49-4280-BB77-E939E2D51139";
 const cv::Size kCanvas(96, 54);
 
-cv::Mat AlphaOf(const cv::Mat& bgra) {
-  cv::Mat a;
-  cv::extractChannel(bgra, a, 3);
-  return a;
-}
-
 // A random BGRA picture, pre-multiplied as the bundled sequences are, written as `name`.
 cv::Mat WritePicture(const TempDir& dir, const std::string& name, cv::Size size, int seed) {
   cv::Mat p(size, CV_8UC4);
   cv::theRNG().state = seed;
   cv::randu(p, 0, 256);
-  const cv::Mat premultiplied = ref::applyMask(ref::maskPixel, p, AlphaOf(p), 4);
+  const cv::Mat premultiplied = ref::applyMask(ref::maskPixel, p, Channel(p, 3), 4);
   std::filesystem::create_directories((dir.path() / name).parent_path());
   EXPECT_TRUE(cv::imwrite((dir.path() / name).string(), premultiplied));
   return premultiplied;
@@ -63,15 +58,12 @@ class PictureLayers : public ::testing::Test {
 // middle ground over background.
 TEST_F(PictureLayers, IdentityPlacementStacksInOrderWithFadesAndOpacity) {
   Filter filter = Make(kLayers);
-  filter.Set("FG_ImagePath", vorta::MakeTextValue("fg"));
-  filter.Set("AG_ImagePath", vorta::MakeTextValue("ag"));
-  filter.Set("BG_ImagePath", vorta::MakeTextValue((dir_.path() / "bg").string()));
-  filter.Set("Human_Alpha", vorta::MakeIntValue(50));
-  filter.Set("FG_Alpha", vorta::MakeIntValue(60));
-  const cv::Mat out = filter.Run(src_, 4);
+  filter.Text("FG_ImagePath", "fg").Text("AG_ImagePath", "ag");
+  filter.Text("BG_ImagePath", (dir_.path() / "bg").string());
+  const cv::Mat out = filter.Int("Human_Alpha", 50).Int("FG_Alpha", 60).Run(src_);
 
   const cv::Mat person =
-      ref::blendSolid(ref::applyMask(ref::maskPixel, src_, AlphaOf(src_), 4), 0, 0, 127, true);
+      ref::blendSolid(ref::applyMask(ref::maskPixel, src_, Channel(src_, 3), 4), 0, 0, 127, true);
   const cv::Mat withFore = ref::blendImage(fore_, person, 0, 153, true);
   const cv::Mat withMiddle = ref::blendImage(withFore, middle_, 0, 255, true);
   EXPECT_EQ(CountDifferent(out, ref::blendImage(withMiddle, back_, 0, 255, true)), 0);
@@ -80,10 +72,10 @@ TEST_F(PictureLayers, IdentityPlacementStacksInOrderWithFadesAndOpacity) {
 // Without sequences the frame itself is the background, and Human_Alpha 100 does not fade.
 TEST_F(PictureLayers, EmptyPathsPutThePersonBackOverTheFrame) {
   Filter filter = Make(kLayers);
-  const cv::Mat person = ref::applyMask(ref::maskPixel, src_, AlphaOf(src_), 4);
+  const cv::Mat person = ref::applyMask(ref::maskPixel, src_, Channel(src_, 3), 4);
   const cv::Mat over = ref::blendImage(
       ref::blendImage(person, cv::Mat::zeros(kCanvas, CV_8UC4), 0, 255, true), src_, 0, 255, true);
-  EXPECT_EQ(CountDifferent(filter.Run(src_, 4), over), 0);
+  EXPECT_EQ(CountDifferent(filter.Run(src_), over), 0);
 }
 
 // Ten pictures of one colour each: frame 23 shows the fourth, frame -3 the eighth.
@@ -96,7 +88,7 @@ TEST_F(PictureLayers, TheFrameNumberPicksTheFileModuloTheCount) {
   cv::Mat transparent = src_.clone();
   transparent.forEach<cv::Vec4b>([](cv::Vec4b& p, const int*) { p[3] = 0; });
   Filter filter = Make(kLayers);
-  filter.Set("BG_ImagePath", vorta::MakeTextValue("ten"));
+  filter.Text("BG_ImagePath", "ten");
   for (const auto& [frame, file] : {std::pair{23, 3}, {-3, 7}, {0, 0}}) {
     NLEEffectFilterSetCurrentTime(filter.f, frame);
     const cv::Mat out = filter.Run(transparent, 4);
@@ -111,25 +103,16 @@ TEST_F(PictureLayers, AnUnusableSequenceLeavesOnlyThatLayerEmpty) {
   for (int i = 0; i <= static_cast<int>(vorta::PictureSequences::kMaxEntries); ++i)
     dir_.Write("crowded/" + std::to_string(i), "");
   Filter reference = Make(kLayers);
-  reference.Set("BG_ImagePath", vorta::MakeTextValue("bg"));
-  const cv::Mat expected = reference.Run(src_, 4);
-  const struct {
-    const char* path;
-    const char* line;
-  } cases[] = {{"missing", "HumanSegSequenceFrame::Parse image path error: "},
-               {"empty", "HumanSegSequenceFrame::Parse image path error: "},
-               {"crowded", "HumanSegSequenceFrame::Parse image path error: "},
-               {"bg/a.png/x", "HumanSegSequenceFrame::Parse image path error: "},
-               {"corrupt", "HumanSegSequenceFrame::imread image failed:"}};
-  for (const auto& c : cases) {
+  const cv::Mat expected = reference.Text("BG_ImagePath", "bg").Run(src_);
+  for (const std::string path : {"missing", "empty", "crowded", "bg/a.png/x", "corrupt"}) {
     LogCapture log;
     Filter filter = Make(kLayers);
-    filter.Set("BG_ImagePath", vorta::MakeTextValue("bg"));
-    filter.Set("FG_ImagePath", vorta::MakeTextValue(c.path));
-    EXPECT_EQ(CountDifferent(filter.Run(src_, 4), expected), 0) << c.path;
-    const std::string file =
-        std::string(c.path) == "corrupt" ? "corrupt/a.png" : std::string(c.path);
-    EXPECT_EQ(log.Count(4, c.line + (dir_.path() / file).string() + "\n"), 1) << log.Dump();
+    filter.Text("BG_ImagePath", "bg").Text("FG_ImagePath", path);
+    EXPECT_EQ(CountDifferent(filter.Run(src_), expected), 0) << path;
+    const std::string line = path == "corrupt"
+                                 ? "imread image failed:" + (dir_.path() / "corrupt/a.png").string()
+                                 : "Parse image path error: " + (dir_.path() / path).string();
+    EXPECT_EQ(log.Count(4, "HumanSegSequenceFrame::" + line + "\n"), 1) << log.Dump();
   }
 }
 
@@ -137,16 +120,13 @@ TEST_F(PictureLayers, AnUnusableSequenceLeavesOnlyThatLayerEmpty) {
 // the canvas; both leave the background alone.
 TEST_F(PictureLayers, ZeroNanAndFarAwayPlacementsDrawNothing) {
   Filter reference = Make(kLayers);
-  reference.Set("BG_ImagePath", vorta::MakeTextValue("bg"));
-  reference.Set("Human_Alpha", vorta::MakeIntValue(0));
-  const cv::Mat background = reference.Run(src_, 4);
+  const cv::Mat background = reference.Text("BG_ImagePath", "bg").Int("Human_Alpha", 0).Run(src_);
   for (const auto& [name, value] : {std::pair{"Human_Scale_x", 0.0},
                                     {"Human_Scale_y", std::nan("")},
                                     {"Human_Position_x", 1e12}}) {
     Filter filter = Make(kLayers);
-    filter.Set("BG_ImagePath", vorta::MakeTextValue("bg"));
-    filter.Set(name, vorta::MakeDoubleValue(value));
-    EXPECT_EQ(CountDifferent(filter.Run(src_, 4), background), 0) << name;
+    filter.Text("BG_ImagePath", "bg").Set(name, vorta::MakeDoubleValue(value));
+    EXPECT_EQ(CountDifferent(filter.Run(src_), background), 0) << name;
   }
 }
 
@@ -189,16 +169,15 @@ TEST_F(PictureLayers, BackgroundChangeFollowsItsRule) {
   };
   for (const Case& c : {Case{"", 0, 0, 0, 0}, Case{"pic.png", 40, 50, -16, 8}}) {
     Filter filter = Make(kChange);
-    filter.Set("Background Path", vorta::MakeTextValue(c.path));
-    filter.Set("Background Color", vorta::MakeIntValue(0x336699));
-    filter.Set("Background Blur", vorta::MakeIntValue(c.blur));
-    filter.Set("Light Wrap", vorta::MakeIntValue(c.wrap));
-    filter.Set("Edge Thickness", vorta::MakeFloatValue(c.thickness));
-    filter.Set("Edge Feather", vorta::MakeFloatValue(c.feather));
-    const cv::Mat out = filter.Run(src_, 4);
+    filter.Text("Background Path", c.path)
+        .Int("Background Color", 0x336699)
+        .Int("Background Blur", c.blur)
+        .Int("Light Wrap", c.wrap);
+    const cv::Mat out =
+        filter.Float("Edge Thickness", c.thickness).Float("Edge Feather", c.feather).Run(src_);
 
     const cv::Mat mask =
-        Refined(AlphaOf(src_), MorphSize(c.thickness, 200, 120), BlurSize(c.feather, 200, 120));
+        Refined(Channel(src_, 3), MorphSize(c.thickness, 200, 120), BlurSize(c.feather, 200, 120));
     cv::Mat background =
         *c.path ? picture.clone() : cv::Mat(size, CV_8UC4, cv::Scalar(0x99, 0x66, 0x33, 255));
     const int kernel = 2 * static_cast<int>(c.blur * 0.3125 * 0.5) + 1;  // 13 for 40
@@ -207,18 +186,12 @@ TEST_F(PictureLayers, BackgroundChangeFollowsItsRule) {
                        cv::BORDER_REFLECT_101);
     cv::Mat person = src_.clone();
     if (c.wrap > 0) {
-      cv::Mat edge;  // wrap side 2 max(1, floor(0.3125 * 6)) + 1 = 3
+      // The wrap's pixel rules are the imaging tests'; here, that its side (2 max(1, floor(0.3125
+      // * 6)) + 1 = 3) and strength reach them.
+      cv::Mat edge, weight(size, CV_8UC1);
       cv::blur(mask, edge, {3, 3}, {-1, -1}, cv::BORDER_REFLECT_101);
-      const int strength = c.wrap * 255 / 100;
-      for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x) {
-          const int k =
-              ref::mul(ref::mul(mask.at<uint8_t>(y, x), 255 - edge.at<uint8_t>(y, x)), strength);
-          for (int ch = 0; ch < 3; ++ch) {
-            uint8_t& p = person.at<cv::Vec4b>(y, x)[ch];
-            p = static_cast<uint8_t>(ref::lerp(background.at<cv::Vec4b>(y, x)[ch], p, k));
-          }
-        }
+      imageC::edgeWeight(edge, mask, c.wrap * 255 / 100, weight);
+      imageC::lerpToward(background, weight, person);
     }
     const cv::Mat expected =
         ref::blendImage(ref::applyMask(ref::maskPixel, person, mask, 4), background, 0, 255, true);

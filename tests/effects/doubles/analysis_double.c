@@ -37,13 +37,7 @@ static int EnvIs(const char* name, const char* value) {
 }
 
 static void NotePath(int i, const char* path) {
-  g_analysis.paths[i][0] = '\0';
-  if (path != NULL) strncpy(g_analysis.paths[i], path, sizeof g_analysis.paths[i] - 1);
-}
-
-static void NoteDevices(const QuorinDeviceEntry* devices, int n) {
-  g_analysis.deviceCount = n;
-  for (int i = 0; i < n; ++i) g_analysis.devices[i] = devices[i];
+  strncpy(g_analysis.paths[i], path != NULL ? path : "", sizeof g_analysis.paths[i] - 1);
 }
 
 static int32_t AnalysisCreate(const char* path, const QuorinDeviceEntry* device, void** instance) {
@@ -55,8 +49,24 @@ static int32_t AnalysisCreate(const char* path, const QuorinDeviceEntry* device,
   return Create(path, &config, instance, 1);
 }
 
+/* What both process calls share: the frame recorded, then `make`'s n results (n from the
+ * environment) unless the output is to be null, and the status the environment asks for. */
+static int32_t Answer(void* instance, const QuorinFrame* frame, const void** output, int32_t* count,
+                      void* (*make)(int n, const QuorinFrame* frame)) {
+  KazInstance* live = Enter(instance);
+  RecordFrames(frame, NULL, NULL);
+  int32_t status = 1;
+  if (live != NULL && output != NULL && count != NULL && FrameOk(frame, QUORIN_FORMAT_BGRA8)) {
+    *count = EnvInt("KAZ_DOUBLE_COUNT", 1);
+    *output = *count > 0 && !EnvIs("KAZ_DOUBLE_OUTPUT", "null") ? make(*count, frame) : NULL;
+    if (*output != NULL) g_analysis.outstanding++;
+    status = EnvInt("KAZ_DOUBLE_STATUS", 0);
+  }
+  Leave(live);
+  return status;
+}
+
 static int32_t Release(const void* output) {
-  g_analysis.releases++;
   if (output != NULL) {
     g_analysis.outstanding--;
     free((void*)output);
@@ -71,14 +81,13 @@ QUORIN_API int32_t QuorinPipelineFaceLandmarksV2Create(
     const char* detectorModelPath, const char* landmarksModelPath, const char* visibilityModelPath,
     const char* poseModelPath, void* integration, const QuorinDeviceEntry devices[3],
     void** runtimeSlot0, void** runtimeSlot1, void** instance) {
-  NotePath(0, detectorModelPath);
-  NotePath(1, landmarksModelPath);
-  NotePath(2, visibilityModelPath);
-  NotePath(3, poseModelPath);
+  const char* paths[4] = {detectorModelPath, landmarksModelPath, visibilityModelPath,
+                          poseModelPath};
+  for (int i = 0; i < 4; ++i) NotePath(i, paths[i]);
   g_analysis.integrationGiven = integration != NULL;
   g_analysis.slotsGiven = runtimeSlot0 != NULL && runtimeSlot1 != NULL;
   if (devices == NULL) return 1;
-  NoteDevices(devices, 3);
+  memcpy(g_analysis.devices, devices, sizeof *devices * 3);
   return AnalysisCreate(detectorModelPath, devices, instance);
 }
 
@@ -102,26 +111,16 @@ static void FillFace(QuorinFaceRecord* r, int i, int32_t w, int32_t h) {
   }
 }
 
+static void* Faces(int n, const QuorinFrame* frame) {
+  QuorinFaceRecord* out = malloc(sizeof *out * (size_t)n);
+  for (int i = 0; out != NULL && i < n; ++i) FillFace(&out[i], i, frame->width, frame->height);
+  return out;
+}
+
 QUORIN_API int32_t QuorinPipelineFaceLandmarksV2Process(void* instance, const QuorinFrame* frame,
                                                         const QuorinFaceRecord** faces,
                                                         int32_t* count) {
-  KazInstance* live = Enter(instance);
-  RecordFrames(frame, NULL, NULL);
-  int32_t status = 1;
-  if (live != NULL && faces != NULL && count != NULL && FrameOk(frame, QUORIN_FORMAT_BGRA8)) {
-    const int n = EnvInt("KAZ_DOUBLE_COUNT", 1);
-    QuorinFaceRecord* out = NULL;
-    if (n > 0 && !EnvIs("KAZ_DOUBLE_OUTPUT", "null")) {
-      out = malloc(sizeof *out * (size_t)n);
-      for (int i = 0; out != NULL && i < n; ++i) FillFace(&out[i], i, frame->width, frame->height);
-      if (out != NULL) g_analysis.outstanding++;
-    }
-    *faces = out;
-    *count = n;
-    status = EnvInt("KAZ_DOUBLE_STATUS", 0);
-  }
-  Leave(live);
-  return status;
+  return Answer(instance, frame, (const void**)faces, count, Faces);
 }
 
 QUORIN_API int32_t QuorinPipelineFaceLandmarksV2OutputRelease(const QuorinFaceRecord* faces) {
@@ -145,12 +144,14 @@ QUORIN_API int32_t QuorinHumanLandmarksCreate(const char* modelPath, void* integ
   NotePath(0, modelPath);
   g_analysis.integrationGiven = integration != NULL;
   if (device == NULL) return 1;
-  NoteDevices(device, 1);
+  g_analysis.devices[0] = *device;
   return AnalysisCreate(modelPath, device, instance);
 }
 
 /* One block: the entries, then each person's points and scores. */
-static QuorinPersonLandmarks* People(int n, int c) {
+static void* People(int n, const QuorinFrame* frame) {
+  (void)frame;
+  const int c = EnvInt("KAZ_DOUBLE_POINTS", 33);
   const size_t floats = (size_t)n * (size_t)c * 3;
   QuorinPersonLandmarks* people = malloc(sizeof *people * (size_t)n + sizeof(float) * floats);
   if (people == NULL) return NULL;
@@ -175,24 +176,9 @@ QUORIN_API int32_t QuorinHumanLandmarksProcess(void* instance, const QuorinFrame
                                                int32_t reserved,
                                                const QuorinPersonLandmarks** people, int32_t* count,
                                                uint8_t mode) {
-  KazInstance* live = Enter(instance);
-  RecordFrames(frame, NULL, NULL);
   g_analysis.lastMode = mode;
   g_analysis.lastReserved = reserved;
-  int32_t status = 1;
-  if (live != NULL && people != NULL && count != NULL && FrameOk(frame, QUORIN_FORMAT_BGRA8)) {
-    const int n = EnvInt("KAZ_DOUBLE_COUNT", 1);
-    QuorinPersonLandmarks* out = NULL;
-    if (n > 0 && !EnvIs("KAZ_DOUBLE_OUTPUT", "null")) {
-      out = People(n, EnvInt("KAZ_DOUBLE_POINTS", 33));
-      if (out != NULL) g_analysis.outstanding++;
-    }
-    *people = out;
-    *count = n;
-    status = EnvInt("KAZ_DOUBLE_STATUS", 0);
-  }
-  Leave(live);
-  return status;
+  return Answer(instance, frame, (const void**)people, count, People);
 }
 
 QUORIN_API int32_t QuorinHumanLandmarksOutputRelease(const QuorinPersonLandmarks* people) {

@@ -12,15 +12,13 @@ extern "C" {
 
 typedef struct KazAnalysisDoubleStats {
   int32_t resets;
-  int32_t releases;
   int32_t outstanding; /* outputs handed out and not yet released */
   int32_t lastMode;
   int32_t lastResetMode;
   int32_t lastReserved;
-  int32_t integrationGiven; /* create got a non-null integration argument */
-  int32_t slotsGiven;       /* create got both runtime slots (face) */
-  int32_t deviceCount;      /* entries seen at create: 3 for the face, 1 for the body */
-  QuorinDeviceEntry devices[3];
+  int32_t integrationGiven;     /* create got a non-null integration argument */
+  int32_t slotsGiven;           /* create got both runtime slots (face) */
+  QuorinDeviceEntry devices[3]; /* 3 for the face, 1 for the body */
   char paths[4][512];
 } KazAnalysisDoubleStats;
 
