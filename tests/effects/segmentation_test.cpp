@@ -232,6 +232,8 @@ TEST(Segmentation, FiltersOnSeveralThreadsGiveTheBytesOfOneAtATime) {
 TEST(Registry, EveryEffectHasABundledDescriptionAndATestHere) {
   std::set<std::string> table;
   for (const auto& row : vorta::FilterClassTable()) table.insert(row.guid);
+  // A GUID twice in the table would leave its second effect unreachable.
+  EXPECT_EQ(table.size(), vorta::FilterClassTable().size());
   std::vector<vorta::FilterInfoPtr> found;
   ASSERT_TRUE(
       vorta::ScanEffectDirectory(std::string(KAZ_RESOURCES_DIR) + kKAZEffectFolder, found, false));
