@@ -118,6 +118,29 @@ inline cv::Mat ReadUnchanged(const std::filesystem::path& path) {
   return cv::imread(path.string(), cv::IMREAD_UNCHANGED);
 }
 
+// Each test runs in a fresh folder of its own, so that arguments can name files relatively.
+class InTempDir : public ::testing::Test {
+ protected:
+  void SetUp() override { std::filesystem::current_path(dir_.path()); }
+  void TearDown() override { std::filesystem::current_path(home_); }
+  const std::filesystem::path home_ = std::filesystem::current_path();
+  kaztest::TempDir dir_;
+};
+
+inline std::vector<std::string> Concat(std::vector<std::string> a,
+                                       const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+// A refused run: its status, one "kazfx: error: " line on stderr and nothing on stdout.
+inline void ExpectError(const RunResult& run, int status) {
+  EXPECT_EQ(run.status, status) << run.err;
+  ASSERT_EQ(run.ErrLines().size(), 1u) << run.err;
+  EXPECT_EQ(run.ErrLines()[0].rfind("kazfx: error: ", 0), 0u) << run.err;
+  EXPECT_EQ(run.out, "");
+}
+
 // Byte-exact comparison, with how many bytes differ in the message.
 inline ::testing::AssertionResult SameBytes(const cv::Mat& expected, const cv::Mat& actual) {
   if (expected.size() != actual.size() || expected.type() != actual.type())
