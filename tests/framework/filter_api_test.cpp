@@ -4,10 +4,12 @@
 
 #include <cstring>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "api/suites.h"
 #include "framework/effect_registry.h"
+#include "host/test_host.h"
 #include "kaz/filter_api.h"
 #include "support/test_support.h"
 #include "test_filter.h"
@@ -18,37 +20,11 @@ using vorta::NLEEffectFilter;
 
 namespace {
 
-// A host utility suite that answers fixed directories and records what it was asked.
-class FakeUtilSuite : public KAZHostUtilSuite {
- public:
-  struct Call {
-    int code;
-    std::string prefilled;
-    int size;
-  };
-  std::vector<Call> calls;
-  std::vector<std::string> logged;
-
-  int32_t GetPath(int code, char* buffer, int bufferSize) override {
-    calls.push_back({code, buffer, bufferSize});
-    std::snprintf(buffer, bufferSize, "%s", code == 1 ? "/host/res" : "/host/cloud");
-    return 0;
-  }
-  void Log(int level, const char* format, ...) override {
-    va_list args;
-    va_start(args, format);
-    char line[512];
-    std::vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    logged.push_back(std::to_string(level) + ":" + line);
-  }
-};
-
 class WithHostSuite : public ::testing::Test {
  protected:
   void SetUp() override { kaz::Suites().util = &suite_; }
   void TearDown() override { kaz::Suites().util = nullptr; }
-  FakeUtilSuite suite_;
+  kaztest::TestUtilSuite suite_;
 };
 
 TEST(FilterApi, NullHandleAnswers) {
@@ -213,12 +189,7 @@ TEST_F(WithHostSuite, CreationAsksTheHostForBothDirectories) {
   info->guid = "CACHED-FOR-DIRS";
   vorta::EffectRegistry::Instance().Add(info);
 
-  const auto Asked = [this] {
-    std::vector<std::tuple<int, std::string, int>> asked;
-    for (const auto& c : suite_.calls) asked.emplace_back(c.code, c.prefilled, c.size);
-    suite_.calls.clear();
-    return asked;
-  };
+  const auto Asked = [this] { return std::exchange(suite_.asked, {}); };
   CreateNLEAIEffectFilterFromGUID("CACHED-FOR-DIRS", nullptr);
   EXPECT_EQ(Asked(), (std::vector<std::tuple<int, std::string, int>>{{1, "resources", 512},
                                                                      {3, "cloud_resources", 512}}));
@@ -254,11 +225,11 @@ TEST_F(WithHostSuite, LogCallbackGetsLevelAndLineUntilRemovedThenTheHostSuiteDoe
   EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
   SetNLEAIEffectFilterLogCallback(nullptr);
   EXPECT_EQ(g_received, (std::vector<std::pair<int, std::string>>{{4, line}}));
-  EXPECT_TRUE(suite_.logged.empty());
+  EXPECT_TRUE(suite_.lines.empty());
 
   EXPECT_EQ(NLEEffectFilterTransform(&filter, px, 0, 1, 4, nullptr, 0, 0, 0, px, 0, 1, 4), 1);
   EXPECT_EQ(g_received.size(), 1u) << "removed";
-  EXPECT_EQ(suite_.logged, std::vector<std::string>{"4:" + line});
+  EXPECT_EQ(suite_.lines, std::vector<std::string>{"4:" + line});
 }
 
 }  // namespace

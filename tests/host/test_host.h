@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kaz/host_framework.h"
@@ -14,11 +15,13 @@ namespace kaztest {
 
 class TestUtilSuite final : public KAZHostUtilSuite {
  public:
-  std::string resources = "resources";
-  std::string cloud = "cloud";
-  std::vector<std::string> lines;  // "level:text"
+  std::string resources = "/host/res";
+  std::string cloud = "/host/cloud";
+  std::vector<std::tuple<int, std::string, int>> asked;  // code, what the buffer held, its size
+  std::vector<std::string> lines;                        // "level:text"
 
   int32_t GetPath(int code, char* buffer, int bufferSize) override {
+    asked.emplace_back(code, buffer, bufferSize);
     const std::string& path = code == 1 ? resources : cloud;
     std::snprintf(buffer, bufferSize, "%s", path.c_str());
     return 0;
@@ -59,15 +62,9 @@ class TestHost final : public KAZHost {
   }
 };
 
-// One declaration as the registrar received it; numbers widened to double, texts kept.
-struct Declaration {
-  int slot;
-  int32_t group, index;
-  std::string name;
-  double min, max, def;
-  std::string textMin, textMax, textDef;
-  int32_t visibility;
-};
+// One declaration as the registrar received it: slot, group, index, name, min, max, default
+// (numbers widened to double; texts are not kept) and visibility.
+using Declaration = std::tuple<int, int32_t, int32_t, std::string, double, double, double, int32_t>;
 
 class RecordingRegistrar : public KAZEffectRegistrar {
  public:
@@ -88,11 +85,12 @@ class RecordingRegistrar : public KAZEffectRegistrar {
     reserved = v;
     return 0;
   }
-// Each declaration slot records its number; numbers widen to double, texts are kept.
+// Each declaration slot records its number.
 #define KAZ_NUMBER_SLOT(method, type, slot)                                              \
   int32_t method(int32_t g, int32_t i, const char* n, type a, type b, type d, int32_t v) \
       override {                                                                         \
-    return Number(slot, g, i, n, a, b, d, v);                                            \
+    declarations.emplace_back(slot, g, i, n, a, b, d, v);                                \
+    return 0;                                                                            \
   }
   KAZ_NUMBER_SLOT(DeclareFloat, float, 5)
   KAZ_NUMBER_SLOT(DeclareInt, int32_t, 6)
@@ -105,24 +103,14 @@ class RecordingRegistrar : public KAZEffectRegistrar {
   KAZ_NUMBER_SLOT(DeclareColorEnd, int32_t, 21)
   KAZ_NUMBER_SLOT(DeclareMult100Float, float, 22)
 #undef KAZ_NUMBER_SLOT
-  int32_t DeclareString(int32_t g, int32_t i, const char* n, const char* a, const char* b,
-                        const char* d, int32_t v) override {
-    return Text(14, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char* a, const char* b,
-                          const char* d, int32_t v) override {
-    return Text(18, g, i, n, a, b, d, v);
-  }
-
- private:
-  int32_t Number(int slot, int32_t g, int32_t i, const char* n, double a, double b, double d,
-                 int32_t v) {
-    declarations.push_back({slot, g, i, n, a, b, d, "", "", "", v});
+  int32_t DeclareString(int32_t g, int32_t i, const char* n, const char*, const char*, const char*,
+                        int32_t v) override {
+    declarations.emplace_back(14, g, i, n, 0, 0, 0, v);
     return 0;
   }
-  int32_t Text(int slot, int32_t g, int32_t i, const char* n, const char* a, const char* b,
-               const char* d, int32_t v) {
-    declarations.push_back({slot, g, i, n, 0, 0, 0, a, b, d, v});
+  int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char*, const char*,
+                          const char*, int32_t v) override {
+    declarations.emplace_back(18, g, i, n, 0, 0, 0, v);
     return 0;
   }
 };
