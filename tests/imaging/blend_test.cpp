@@ -127,26 +127,6 @@ TEST(Banding, BandRowsSplitsEvenlyAndTheLastBandTakesTheRest) {
   EXPECT_EQ(imageC::bandRows(0, 1, 5), cv::Range(0, 5));
 }
 
-// With 7 rows and 8 bands, bands 0..6 are empty and band 7 holds every row: running the
-// invokers on those band ranges directly shows it.
-TEST(Banding, FewerRowsThanBandsLeavesAllWorkToTheLastBand) {
-  const cv::Mat layer = ref::edgyImage(7, 19, 9), original = ref::edgyImage(7, 19, 10);
-  cv::Mat dst = original.clone();
-  const imageC::parallelBlendNormalRRStrenAlphaInvoker normal(dst, layer, 200, 8);
-  normal(cv::Range(0, 7));
-  EXPECT_EQ(ref::differingBytes(dst, original), 0);
-  normal(cv::Range(7, 8));
-  EXPECT_EQ(ref::differingBytes(dst, ref::blendImage(layer, original, 0, 200, false)), 0);
-
-  cv::Mat mask(7, 19, CV_8UC1), out(7, 19, CV_8UC4, cv::Scalar::all(9));
-  cv::randu(mask, 0, 256);
-  const imageC::parallelMaskBlendInvoker masked(out, layer, mask);
-  masked(cv::Range(0, 7));
-  EXPECT_EQ(cv::countNonZero(out.reshape(1) != 9), 0);
-  masked(cv::Range(7, 8));
-  EXPECT_EQ(ref::differingBytes(out, ref::applyMask(ref::maskPixel, layer, mask, 4)), 0);
-}
-
 TEST(BlendImage, LayerAndDestinationMayBeTheSameImage) {
   const cv::Mat original = ref::edgyImage(31, 40, 13);
   for (uint32_t mode : kModes) {
