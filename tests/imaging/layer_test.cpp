@@ -188,18 +188,6 @@ TEST(BlendLayer, CanvasOnlyLendsItsSize) {
             0);
 }
 
-TEST(BlendLayer, LayerTakenFromTheDestinationItselfIsReadBeforeWriting) {
-  const Scene scene;
-  cv::Mat dst = scene.canvas.clone();
-  // The image's own top-left 200 x 150, placed at x = 25 + 0.5 -> 25, y = 18.75 + 0.5 -> 19.
-  const LayerPlacement p = place(0, 0, 0.5, 0.5, 0.0625, 0.0625);
-  ASSERT_TRUE(imageC::blendLayer(dst, dst, dst, &p, 2, 1.0f, false, false, 0));
-  const cv::Mat piece = scene.canvas(cv::Rect(0, 0, 200, 150)).clone();
-  EXPECT_EQ(
-      ref::differingBytes(dst, scene.expectBlend(piece, cv::Rect(25, 19, 200, 150), 2, 255, false)),
-      0);
-}
-
 TEST(BlendLayer, RejectsUnusableArgumentsWithoutTouchingTheDestination) {
   const Scene scene;
   cv::Mat dst = scene.canvas.clone();

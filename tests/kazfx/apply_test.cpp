@@ -85,7 +85,8 @@ class Apply : public InTempDir {
       char name[32];
       std::snprintf(name, sizeof name, "frame_%06d.png", first + static_cast<int>(i));
       names.push_back(name);
-      EXPECT_TRUE(SameBytes(expected[i], ReadUnchanged(fs::path(folder) / name))) << name;
+      EXPECT_EQ(ref::differingBytes(expected[i], ReadUnchanged(fs::path(folder) / name)), 0)
+          << name;
     }
     EXPECT_EQ(Entries(folder), names);
   }
@@ -121,7 +122,7 @@ TEST_F(Apply, SingleImageToImageWithTheEffectByGuid) {
       kBlueMask);
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");  // --quiet
-  EXPECT_TRUE(SameBytes(CutOut(frame), ReadUnchanged("out.png")));
+  EXPECT_EQ(ref::differingBytes(CutOut(frame), ReadUnchanged("out.png")), 0);
   EXPECT_EQ(Entries(dir_.path()), (std::vector<std::string>{"in.png", "out.png"}));
 }
 

@@ -41,9 +41,10 @@ TEST_P(Modes, MatchTheRuleOnEveryPixel) {
   const RunResult run = RunKazfx(Concat(args, {"base.png", "out.png"}));
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
-  EXPECT_TRUE(SameBytes(c.solid == 0 ? ref::blendImage(layer_, base_, c.mode, c.strength, c.pre)
-                                     : ref::blendSolid(base_, c.solid, c.mode, c.strength, c.pre),
-                        ReadUnchanged("out.png")));
+  const cv::Mat expected = c.solid == 0
+                               ? ref::blendImage(layer_, base_, c.mode, c.strength, c.pre)
+                               : ref::blendSolid(base_, c.solid, c.mode, c.strength, c.pre);
+  EXPECT_EQ(ref::differingBytes(expected, ReadUnchanged("out.png")), 0);
 }
 
 // Strengths: trunc(opacity * 255) in float; 0.5 -> 127, 0.8 -> 204, 0.7 -> 178 (178.49999 in
@@ -68,53 +69,35 @@ INSTANTIATE_TEST_SUITE_P(
                  0xFF804020u}),
     [](const ::testing::TestParamInfo<ModeCase>& info) { return info.param.name; });
 
-struct PlaceCase {
-  const char* name;
-  const char* place;
-  bool resize;
-  cv::Rect layerPiece;  // the part of the layer that lands (before any resize)
-  cv::Rect target;      // where it lands on the base
-};
-void PrintTo(const PlaceCase& c, std::ostream* os) { *os << c.name; }
-
-class Placement : public BlendCommand, public ::testing::WithParamInterface<PlaceCase> {};
-
-TEST_P(Placement, LandsTheLayerWhereTheFractionsSay) {
-  const PlaceCase& c = GetParam();
-  // A 20x10 layer on the 37x23 base.
+// The rounding and cutting are tests/imaging's; here each of the eight numbers and --resize
+// must reach their place. A 20x10 layer on the 37x23 base: positions round half up from the
+// base's size, 37 x 0.1 + 0.5 -> 4, 23 x 0.2 + 0.5 -> 5.
+TEST_F(BlendCommand, PlacementLandsTheLayerWhereTheFractionsSay) {
+  const struct {
+    const char* place;
+    bool resize;
+    cv::Rect layerPiece;  // the part of the layer that lands (before any resize)
+    cv::Rect target;      // where it lands on the base
+  } cases[] = {
+      // Crop x 5 width 10; position 37 x -0.1 = -3.7 -> -3: three columns fall off the left.
+      {"0.25,0,0.5,1,-0.1,0,1,1", false, {8, 0, 7, 10}, {0, 0, 7, 10}},
+      // Crop (5, 2.5 -> 3, 10, 5) resized to 37 x 0.5 = 18.5 by 23 x 0.5 = 11.5 at (4, 5):
+      // right edge 4 + 18.5 -> 23, bottom 5 + 11.5 -> 17.
+      {"0.25,0.25,0.5,0.5,0.1,0.2,0.5,0.5", true, {5, 3, 10, 5}, {4, 5, 19, 12}}};
   const cv::Mat small = ref::edgyImage(10, 20, 13);
-  ASSERT_TRUE(cv::imwrite("layer.png", small));
-  std::vector<std::string> args = {"blend", "--place", c.place};
-  if (c.resize) args.push_back("--resize");
-  const RunResult run = RunKazfx(Concat(args, {"layer.png", "base.png", "out.png"}));
-  ASSERT_EQ(run.status, 0) << run.err;
-
-  cv::Mat piece = small(c.layerPiece);
-  if (c.resize) cv::resize(small(c.layerPiece), piece, c.target.size(), 0, 0, cv::INTER_LINEAR);
-  cv::Mat expected = base_.clone();
-  ref::blendImage(piece, base_(c.target), 0, 255, false).copyTo(expected(c.target));
-  EXPECT_TRUE(SameBytes(expected, ReadUnchanged("out.png")));
+  ASSERT_TRUE(cv::imwrite("small.png", small));
+  for (const auto& c : cases) {
+    std::vector<std::string> args = {"blend", "--place", c.place};
+    if (c.resize) args.push_back("--resize");
+    const RunResult run = RunKazfx(Concat(args, {"small.png", "base.png", "out.png"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    cv::Mat piece = small(c.layerPiece);
+    if (c.resize) cv::resize(small(c.layerPiece), piece, c.target.size(), 0, 0, cv::INTER_LINEAR);
+    cv::Mat expected = base_.clone();
+    ref::blendImage(piece, base_(c.target), 0, 255, false).copyTo(expected(c.target));
+    EXPECT_EQ(ref::differingBytes(expected, ReadUnchanged("out.png")), 0) << c.place;
+  }
 }
-
-// The rounding and cutting are tests/imaging's; here each of the eight numbers must reach its
-// place. Positions round half up from the base's size: 37 x 0.1 + 0.5 -> 4, 23 x 0.2 + 0.5 -> 5.
-INSTANTIATE_TEST_SUITE_P(
-    Blend, Placement,
-    ::testing::Values(
-        // Crop x 5 width 10; position 37 x -0.1 = -3.7 -> -3: three columns fall off the left.
-        PlaceCase{"CroppedAndCutAtTheLeft",
-                  "0.25,0,0.5,1,-0.1,0,1,1",
-                  false,
-                  {8, 0, 7, 10},
-                  {0, 0, 7, 10}},
-        // Crop (5, 2.5 -> 3, 10, 5) resized to 37 x 0.5 = 18.5 by 23 x 0.5 = 11.5 at (4, 5):
-        // right edge 4 + 18.5 -> 23, bottom 5 + 11.5 -> 17.
-        PlaceCase{"CroppedAndResized",
-                  "0.25,0.25,0.5,0.5,0.1,0.2,0.5,0.5",
-                  true,
-                  {5, 3, 10, 5},
-                  {4, 5, 19, 12}}),
-    [](const ::testing::TestParamInfo<PlaceCase>& info) { return info.param.name; });
 
 struct ErrorCase {
   const char* name;

@@ -141,13 +141,4 @@ inline void ExpectError(const RunResult& run, int status) {
   EXPECT_EQ(run.out, "");
 }
 
-// Byte-exact comparison, with how many bytes differ in the message.
-inline ::testing::AssertionResult SameBytes(const cv::Mat& expected, const cv::Mat& actual) {
-  if (expected.size() != actual.size() || expected.type() != actual.type())
-    return ::testing::AssertionFailure() << "size or type differs";
-  const int wrong = cv::countNonZero(cv::Mat(expected != actual).reshape(1));
-  if (wrong == 0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << wrong << " bytes differ";
-}
-
 }  // namespace kazfxtest
