@@ -52,7 +52,6 @@ class HostPlugin : public ::testing::Test {
         std::string("<Filter><GUID>") + kUnsupported + "</GUID><Name>Not here</Name></Filter>");
     host_ = new TestHost();
     host_->util.resources = resources_->str();
-    info_ = KAZPluginInfo{};
     ASSERT_EQ(StartupKAZ(host_, &info_), 0);
   }
   static void TearDownTestSuite() {
@@ -61,13 +60,10 @@ class HostPlugin : public ::testing::Test {
     delete resources_;
   }
 
-  static TempDir* resources_;
-  static TestHost* host_;
-  static KAZPluginInfo info_;
+  static inline TempDir* resources_ = nullptr;
+  static inline TestHost* host_ = nullptr;
+  static inline KAZPluginInfo info_;
 };
-TempDir* HostPlugin::resources_ = nullptr;
-TestHost* HostPlugin::host_ = nullptr;
-KAZPluginInfo HostPlugin::info_;
 
 TEST_F(HostPlugin, StartupAcquiresTheSuitesAndFillsTheInformation) {
   const std::vector<std::pair<std::string, int32_t>> asked = {

@@ -39,14 +39,19 @@ inline std::string Slurp(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+inline std::vector<std::string> Concat(std::vector<std::string> a,
+                                       const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
 // A kazfx process started with `args`, stdout and stderr going to files, the environment
 // extended by `env`.
 class KazfxProcess {
  public:
   KazfxProcess(const std::vector<std::string>& args,
                const std::map<std::string, std::string>& env = {}) {
-    std::vector<std::string> argText = {KAZFX_BINARY};
-    argText.insert(argText.end(), args.begin(), args.end());
+    std::vector<std::string> argText = Concat({KAZFX_BINARY}, args);
     std::vector<char*> argv;
     for (std::string& a : argText) argv.push_back(a.data());
     argv.push_back(nullptr);
@@ -126,12 +131,6 @@ class InTempDir : public ::testing::Test {
   const std::filesystem::path home_ = std::filesystem::current_path();
   kaztest::TempDir dir_;
 };
-
-inline std::vector<std::string> Concat(std::vector<std::string> a,
-                                       const std::vector<std::string>& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
 
 // A refused run: its status, one "kazfx: error: " line on stderr and nothing on stdout.
 inline void ExpectError(const RunResult& run, int status) {
