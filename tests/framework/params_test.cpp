@@ -121,11 +121,9 @@ TEST(ParamCopy, IsDeep) {
   auto copy = original->Copy();
   copy->SetValue(vorta::MakeFloatValue(9.0f));
   copy->SetName("changed");
-  EXPECT_EQ(PayloadAs<float>(original->Value()), 1.0f);
-  EXPECT_EQ(original->Name(), "n");
-  EXPECT_EQ(copy->Alias(), "a");
-  EXPECT_EQ(copy->UiType(), 25);
-  EXPECT_EQ(PayloadAs<float>(copy->Default()), 1.0f);
+  EXPECT_EQ(std::make_tuple(PayloadAs<float>(original->Value()), original->Name(), copy->Alias(),
+                            copy->UiType(), PayloadAs<float>(copy->Default())),
+            std::make_tuple(1.0f, "n", "a", 25, 1.0f));
 }
 
 }  // namespace

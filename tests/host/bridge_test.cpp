@@ -89,13 +89,12 @@ TEST(HostBridge, UpdateSetsTimesRateAndParametersByKind) {
   NLEParamValue v[7];
   for (int k = 0; k < 7; ++k)
     ASSERT_TRUE(b.filter->GetParameterValue(asked[k].first.c_str(), v[k]));
-  EXPECT_EQ(PayloadAs<float>(v[0]), 1.25f);
-  EXPECT_EQ(PayloadAs<double>(v[1]), -0.1);
-  EXPECT_EQ(v[3].text, longText) << "the text copy keeps the whole string";
-  // A parameter the host does not have, or sends in a kind not applied, keeps its value.
-  EXPECT_EQ(std::vector<int32_t>({PayloadAs<int32_t>(v[2]), PayloadAs<int32_t>(v[4]),
-                                  PayloadAs<int32_t>(v[5]), PayloadAs<int32_t>(v[6])}),
-            std::vector<int32_t>({-9, 4, 5, 0}));
+  // The text arrives whole; a parameter the host does not have, or sends in a kind not
+  // applied, keeps its value.
+  EXPECT_EQ(std::make_tuple(PayloadAs<float>(v[0]), PayloadAs<double>(v[1]),
+                            PayloadAs<int32_t>(v[2]), v[3].text, PayloadAs<int32_t>(v[4]),
+                            PayloadAs<int32_t>(v[5]), PayloadAs<int32_t>(v[6])),
+            std::make_tuple(1.25f, -0.1, -9, longText, 4, 5, 0));
 }
 
 TEST(HostBridge, ConversionTableCoversBool) {

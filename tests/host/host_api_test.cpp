@@ -125,8 +125,7 @@ TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
       {"NAME": "p9", "TYPE": "point", "UIType": "9Palaces", "MAX": 8, "DEFAULT": 4},
       {"NAME": "mo", "TYPE": "int", "UIType": "ListMosaic"},
       {"NAME": "c0", "TYPE": "int", "UIType": "ColorStart"},
-      {"NAME": "c1", "TYPE": "int", "UIType": "ColorEnd"},
-      {"NAME": "b", "TYPE": "bool"}
+      {"NAME": "c1", "TYPE": "int", "UIType": "ColorEnd"}
     ]})");
   RecordingRegistrar r;
   ASSERT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 0);
@@ -138,7 +137,7 @@ TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
       {6, -1, 6, "hidden", 0, 0, 7, 1},    {7, -1, 7, "c", 0, 0, 16711680, 2},
       {9, -1, 8, "cb", 0, 1, 0, 2},        {17, -1, 9, "p9", 0, 8, 4, 2},
       {19, -1, 10, "mo", 0, 0, 0, 2},      {20, -1, 11, "c0", 0, 0, 0, 2},
-      {21, -1, 12, "c1", 0, 0, 0, 2}};  // the bool entry is dropped when read
+      {21, -1, 12, "c1", 0, 0, 0, 2}};
   EXPECT_EQ(r.declarations, want);
 }
 

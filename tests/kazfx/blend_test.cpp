@@ -20,54 +20,35 @@ class BlendCommand : public InTempDir {
   const cv::Mat layer_ = ref::edgyImage(23, 37, 11), base_ = ref::edgyImage(23, 37, 12);
 };
 
-// How an option reaches the blend: the mode, strength and pre-multiplication it must come to;
-// a solid colour instead of the layer when `solid` is set.
-struct ModeCase {
-  const char* name;
-  std::vector<std::string> options;
-  uint32_t mode;
-  int strength;
-  bool pre;
-  uint32_t solid = 0;
-};
-void PrintTo(const ModeCase& c, std::ostream* os) { *os << c.name; }
-
-class Modes : public BlendCommand, public ::testing::WithParamInterface<ModeCase> {};
-
-TEST_P(Modes, MatchTheRuleOnEveryPixel) {
-  const ModeCase& c = GetParam();
-  std::vector<std::string> args = Concat({"blend"}, c.options);
-  if (c.solid == 0) args.push_back("layer.png");
-  const RunResult run = RunKazfx(Concat(args, {"base.png", "out.png"}));
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.err, "");
-  const cv::Mat expected = c.solid == 0
-                               ? ref::blendImage(layer_, base_, c.mode, c.strength, c.pre)
-                               : ref::blendSolid(base_, c.solid, c.mode, c.strength, c.pre);
-  EXPECT_EQ(ref::differingBytes(expected, ReadUnchanged("out.png")), 0);
+// How the options reach the blend: the mode, strength and pre-multiplication they must come
+// to, with a solid colour instead of the layer when `solid` is set. Strengths: trunc(opacity x
+// 255) in float; 0.5 -> 127, 0.8 -> 204, 0.7 -> 178 (178.49999 in float). Pre-multiplication
+// changes only Normal, so both paths take it there; the placements below take Normal without.
+TEST_F(BlendCommand, OptionsReachTheRule) {
+  const struct {
+    std::vector<std::string> options;
+    uint32_t mode;
+    int strength;
+    bool pre;
+    uint32_t solid;
+  } cases[] = {
+      {{"--premultiplied", "--opacity", "0.8"}, 0, 204, true, 0},
+      {{"--mode", "Multiply", "--opacity", "0.5"}, 2, 127, false, 0},
+      {{"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"}, 0, 178, true, 0x40A0B0C0},
+      {{"--solid", "#FF804020", "--mode", "5"}, 5, 255, false, 0xFF804020}};
+  for (const auto& c : cases) {
+    std::vector<std::string> args = Concat({"blend"}, c.options);
+    if (c.solid == 0) args.push_back("layer.png");
+    const RunResult run = RunKazfx(Concat(args, {"base.png", "out.png"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    const cv::Mat expected = c.solid == 0
+                                 ? ref::blendImage(layer_, base_, c.mode, c.strength, c.pre)
+                                 : ref::blendSolid(base_, c.solid, c.mode, c.strength, c.pre);
+    EXPECT_EQ(ref::differingBytes(expected, ReadUnchanged("out.png")), 0)
+        << ::testing::PrintToString(c.options);
+  }
 }
-
-// Strengths: trunc(opacity * 255) in float; 0.5 -> 127, 0.8 -> 204, 0.7 -> 178 (178.49999 in
-// float). Pre-multiplication changes only Normal, so both paths take it there; the layer
-// placements below take Normal without it.
-INSTANTIATE_TEST_SUITE_P(
-    Blend, Modes,
-    ::testing::Values(
-        ModeCase{"NormalPremultiplied", {"--premultiplied", "--opacity", "0.8"}, 0, 204, true},
-        ModeCase{"MultiplyByName", {"--mode", "Multiply", "--opacity", "0.5"}, 2, 127, false},
-        ModeCase{"SolidPremultiplied",
-                 {"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"},
-                 0,
-                 178,
-                 true,
-                 0x40A0B0C0u},
-        ModeCase{"SolidScreenByNumber",
-                 {"--solid", "#FF804020", "--mode", "5"},
-                 5,
-                 255,
-                 false,
-                 0xFF804020u}),
-    [](const ::testing::TestParamInfo<ModeCase>& info) { return info.param.name; });
 
 // The rounding and cutting are tests/imaging's; here each of the eight numbers and --resize
 // must reach their place. A 20x10 layer on the 37x23 base: positions round half up from the
