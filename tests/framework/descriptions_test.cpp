@@ -45,15 +45,14 @@ TEST(ConfReader, ReadsEveryKeyWithDirectoryPrefixes) {
             (std::vector<std::string>{"AAA-1", "Blur behind", d + "k.cl", d + "f.glsl",
                                       d + "v.glsl", "2d", "SUB", "MAIN"}));
   // TRANSITION: presence alone sets the flag, whatever the value.
-  EXPECT_EQ((std::vector<int>{info->hasOpenCL, info->hasOpenGL, info->hasOpenGLVertex,
-                              info->transition, info->dynamic, info->encrypted, info->function,
-                              info->innerRoi, info->ignoreDefaults}),
-            (std::vector<int>{1, 1, 1, 1, 1, 7, 3, 4, 5}));
+  EXPECT_EQ(
+      (std::vector<int>{info->hasOpenCL, info->hasOpenGL, info->hasOpenGLVertex, info->transition,
+                        info->dynamic, info->encrypted, info->function, info->innerRoi,
+                        info->ignoreDefaults, info->TextureCount(), info->ParamCount()}),
+      (std::vector<int>{1, 1, 1, 1, 1, 7, 3, 4, 5, 2, 0}));
   // The empty object and null are skipped.
   EXPECT_EQ((std::vector<std::string>{info->TextureAt(0), info->TextureAt(1), info->TextureAt(2)}),
             (std::vector<std::string>{d + "a.png", "video|" + d + "b.mp4", ""}));
-  EXPECT_EQ(info->TextureCount(), 2);
-  EXPECT_EQ(info->ParamCount(), 0);
   EXPECT_EQ(info->ParamAt(0), nullptr);
 }
 

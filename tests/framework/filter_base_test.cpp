@@ -82,9 +82,9 @@ TEST(AiFilter, TransferPointerTravelsOnlyAsKindSeven) {
   uint32_t kind = 0;
   NLEParamValue value;
 
-  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1) << "fresh: none held";
-  EXPECT_EQ(kind, 7u);
-  EXPECT_EQ(PayloadAs<void*>(value), nullptr);
+  // Fresh: none held, yet the kind and a null pointer answer.
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1);
+  EXPECT_EQ(std::make_tuple(kind, PayloadAs<void*>(value)), std::make_tuple(7u, nullptr));
 
   f.SetParameter(vorta::kAiDataTransferName, 5, vorta::MakePointerValue(&object));
   EXPECT_EQ(f.AiDataTransferPointer(), nullptr) << "another kind is dropped";

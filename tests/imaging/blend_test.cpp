@@ -15,13 +15,9 @@ using imageC::blendImage;
 using imageC::blendSolidColor;
 
 // Restores OpenCV's thread count when a test changes it.
-class ThreadCount {
- public:
-  ThreadCount() : saved_(cv::getNumThreads()) {}
-  ~ThreadCount() { cv::setNumThreads(saved_); }
-
- private:
-  int saved_;
+struct ThreadCount {
+  const int saved = cv::getNumThreads();
+  ~ThreadCount() { cv::setNumThreads(saved); }
 };
 
 // An ROI inside a larger image of the same type whose frame holds a known byte, so that rows

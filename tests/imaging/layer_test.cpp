@@ -164,8 +164,8 @@ TEST(BlendLayer, OffCanvasChangesNothingAndIsNotAnError) {
   const Scene scene;
   cv::Mat dst = scene.canvas.clone();
   // x = -300 + 0.5 -> -299, right edge -299 + 200.5 -> -98.
-  for (const LayerPlacement& p : {place(0, 0, 1, 1, 1.0, 0), place(0, 0, 1, 1, -0.75, 0),
-                                  place(0, 0, 1, 1, 0, 1.5), place(0, 0, 0, 0, 0, 0)})
+  // Which placements show nothing is the planning tests'; here that nothing is drawn.
+  for (const LayerPlacement& p : {place(0, 0, 1, 1, -0.75, 0), place(0, 0, 0, 0, 0, 0)})
     EXPECT_TRUE(imageC::blendLayer(scene.layer, dst, dst, &p, 0, 1.0f, false, false, 0));
   EXPECT_EQ(ref::differingBytes(dst, scene.canvas), 0);
 }
