@@ -23,7 +23,7 @@ class BlendCommand : public InTempDir {
 // How the options reach the blend: the mode, strength and pre-multiplication they must come
 // to, with a solid colour instead of the layer when `solid` is set. Strengths: trunc(opacity x
 // 255) in float; 0.5 -> 127, 0.8 -> 204, 0.7 -> 178 (178.49999 in float). Pre-multiplication
-// changes only Normal, so both paths take it there; the placements below take Normal without.
+// changes only Normal, so both paths take Normal with and without it.
 TEST_F(BlendCommand, OptionsReachTheRule) {
   const struct {
     std::vector<std::string> options;
@@ -32,8 +32,10 @@ TEST_F(BlendCommand, OptionsReachTheRule) {
     bool pre;
     uint32_t solid;
   } cases[] = {
+      {{"--opacity", "0.5"}, 0, 127, false, 0},
       {{"--premultiplied", "--opacity", "0.8"}, 0, 204, true, 0},
       {{"--mode", "Multiply", "--opacity", "0.5"}, 2, 127, false, 0},
+      {{"--solid", "0x80336699", "--opacity", "0.5"}, 0, 127, false, 0x80336699},
       {{"--solid", "0x40A0B0C0", "--premultiplied", "--opacity", "0.7"}, 0, 178, true, 0x40A0B0C0},
       {{"--solid", "#FF804020", "--mode", "5"}, 5, 255, false, 0xFF804020}};
   for (const auto& c : cases) {
