@@ -45,15 +45,14 @@ TEST(ConfReader, ReadsEveryKeyWithDirectoryPrefixes) {
             (std::vector<std::string>{"AAA-1", "Blur behind", d + "k.cl", d + "f.glsl",
                                       d + "v.glsl", "2d", "SUB", "MAIN"}));
   // TRANSITION: presence alone sets the flag, whatever the value.
-  EXPECT_EQ((std::vector<int>{info->hasOpenCL, info->hasOpenGL, info->hasOpenGLVertex,
-                              info->transition, info->dynamic, info->encrypted, info->function,
-                              info->innerRoi, info->ignoreDefaults}),
-            (std::vector<int>{1, 1, 1, 1, 1, 7, 3, 4, 5}));
+  EXPECT_EQ(
+      (std::vector<int>{info->hasOpenCL, info->hasOpenGL, info->hasOpenGLVertex, info->transition,
+                        info->dynamic, info->encrypted, info->function, info->innerRoi,
+                        info->ignoreDefaults, info->TextureCount(), info->ParamCount()}),
+      (std::vector<int>{1, 1, 1, 1, 1, 7, 3, 4, 5, 2, 0}));
   // The empty object and null are skipped.
   EXPECT_EQ((std::vector<std::string>{info->TextureAt(0), info->TextureAt(1), info->TextureAt(2)}),
             (std::vector<std::string>{d + "a.png", "video|" + d + "b.mp4", ""}));
-  EXPECT_EQ(info->TextureCount(), 2);
-  EXPECT_EQ(info->ParamCount(), 0);
   EXPECT_EQ(info->ParamAt(0), nullptr);
 }
 
@@ -84,7 +83,6 @@ TEST(ConfReader, BadContentIsSkippedWithAReason) {
       {R"({"GUID": "G", "PARAMS": [{"TYPE": "int", "MIN": -1e10}]})", "\"MIN\" must be a number"},
       {R"({"GUID": "G", "PARAMS": [{"TYPE": "float", "MAX": 1e300}]})", "\"MAX\" must be a number"},
       {R"({"GUID": "G", "TEXTURES": [{"TYPE": "image"}]})", "FILE"},
-      {R"({"GUID": "G", "PARAMS": [{"NAME": 1, "TYPE": "int"}]})", "type must be string"},
       {R"({"GUID": "G", "PARAMS": {"NAME": "a"}})", "must be an array"},
       {R"([1, 2])", "not an object"},
   };
@@ -107,9 +105,9 @@ TEST(XmlReader, ReadsGuidAndNameWithEntitiesNothingWithoutAFilterAndLogsMalforme
   const FilterInfoPtr info = ReadFilterInfoFromXml(
       dir.Write("filter.xml", "<Filter><GUID>X-1</GUID><Name> Salt &amp; pepper </Name></Filter>"));
   ASSERT_TRUE(info);
-  EXPECT_EQ(info->guid, "X-1");
-  EXPECT_EQ(info->name, " Salt & pepper ") << "whitespace is preserved";
-  EXPECT_EQ(info->ParamCount(), 0);
+  // Whitespace is preserved.
+  EXPECT_EQ(std::make_tuple(info->guid, info->name, info->ParamCount()),
+            std::make_tuple("X-1", " Salt & pepper ", 0));
   const FilterInfoPtr other = ReadFilterInfoFromXml(dir.Write("filter.xml", "<Other/>"));
   ASSERT_TRUE(other) << "an empty description, not a failure";
   EXPECT_EQ(other->guid + other->name, "");
@@ -133,6 +131,8 @@ TEST(Scan, DepthFirstChildrenBeforeParentInNameOrder) {
   dir.Write("f/broken.conf", "{");
   dir.Write("g/readme.txt", "nothing here");
   dir.Write("root.conf", Conf("ROOT"));
+  // A link back to an ancestor must not send the scan round again.
+  std::filesystem::create_directory_symlink(dir.path(), dir.path() / "b" / "inner" / "loop");
   LogCapture log;
   std::vector<FilterInfoPtr> found;
   EXPECT_TRUE(ScanEffectDirectory(dir.str(), found, false));
@@ -189,15 +189,6 @@ TEST(Scan, MarkedOnlyEntersMarkedDirectoriesAndReadsNoFiles) {
   EXPECT_TRUE(ScanEffectDirectory(dir.str(), found, true));
   EXPECT_EQ(Guids(found), (std::vector<std::string>{"NESTED", "NESTED-PARENT-IS-LAST", "MARKED"}))
       << "16_x is entered (and read whole), 2_blur too; plain/ and the root's own file are not";
-}
-
-TEST(Scan, LinkBackToAnAncestorDoesNotLoop) {
-  TempDir dir;
-  dir.Write("a/e.conf", Conf("A"));
-  std::filesystem::create_directory_symlink(dir.path(), dir.path() / "a" / "loop");
-  std::vector<FilterInfoPtr> found;
-  EXPECT_TRUE(ScanEffectDirectory(dir.str(), found, false));
-  EXPECT_EQ(Guids(found), std::vector<std::string>{"A"});
 }
 
 }  // namespace

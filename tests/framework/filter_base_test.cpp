@@ -25,29 +25,19 @@ FilterInfoPtr InfoWithParams(const std::string& guid, const std::string& params)
 const char kTwoParams[] = R"([{"NAME": "Edge Thickness", "TYPE": "float", "DEFAULT": 2},
                               {"NAME": "Path", "TYPE": "string"}])";
 
-TEST(FilterBase, StartsWithTheDescriptionsGuidAndDefaults) {
-  InvertTestFilter f(InfoWithParams("G-1", kTwoParams));
-  EXPECT_STREQ(f.GetGUID(), "G-1");
-  uint32_t kind = 0;
-  NLEParamValue value;
-  ASSERT_EQ(f.GetParameter("Edge Thickness", &kind, &value), 0);
-  EXPECT_EQ(kind, 3u);
-  EXPECT_EQ(PayloadAs<float>(value), 2.0f);
-  InvertTestFilter empty(nullptr);
-  EXPECT_STREQ(empty.GetGUID(), "");
-  EXPECT_FALSE(empty.GetParameterValue("Edge Thickness", value));
-}
-
 TEST(FilterBase, ParameterSetsArePrivateCopies) {
   FilterInfoPtr info = InfoWithParams("G", kTwoParams);
   InvertTestFilter a(info), b(info);
   ASSERT_EQ(a.SetParameter("Edge Thickness", 3, vorta::MakeFloatValue(-4.0f)), 0);
   NLEParamValue va, vb;
-  ASSERT_TRUE(a.GetParameterValue("Edge Thickness", va) &&
-              b.GetParameterValue("Edge Thickness", vb));
-  EXPECT_EQ(std::vector<float>({PayloadAs<float>(va), PayloadAs<float>(vb),
-                                PayloadAs<float>(info->ParamAt(0)->Value())}),
-            std::vector<float>({-4.0f, 2.0f, 2.0f}));
+  uint32_t kind = 0;
+  ASSERT_TRUE(a.GetParameterValue("Edge Thickness", va));
+  ASSERT_EQ(b.GetParameter("Edge Thickness", &kind, &vb), 0);
+  // b still holds the description's default, in the description's kind.
+  EXPECT_EQ(std::make_tuple(PayloadAs<float>(va), PayloadAs<float>(vb), kind,
+                            PayloadAs<float>(info->ParamAt(0)->Value())),
+            std::make_tuple(-4.0f, 2.0f, 3u, 2.0f));
+  EXPECT_STREQ(InvertTestFilter(nullptr).GetGUID(), "");
 }
 
 TEST(FilterBase, NewNamesTakeTheGivenKindExistingNamesKeepTheirs) {
@@ -92,9 +82,9 @@ TEST(AiFilter, TransferPointerTravelsOnlyAsKindSeven) {
   uint32_t kind = 0;
   NLEParamValue value;
 
-  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1) << "fresh: none held";
-  EXPECT_EQ(kind, 7u);
-  EXPECT_EQ(PayloadAs<void*>(value), nullptr);
+  // Fresh: none held, yet the kind and a null pointer answer.
+  EXPECT_EQ(f.GetParameter(vorta::kAiDataTransferName, &kind, &value), 1);
+  EXPECT_EQ(std::make_tuple(kind, PayloadAs<void*>(value)), std::make_tuple(7u, nullptr));
 
   f.SetParameter(vorta::kAiDataTransferName, 5, vorta::MakePointerValue(&object));
   EXPECT_EQ(f.AiDataTransferPointer(), nullptr) << "another kind is dropped";
@@ -146,17 +136,6 @@ TEST_F(Registry, CaseBracesAndPrefixesDoNotMatch) {
     EXPECT_EQ(vorta::CreateFilterFromTable(table_, Info(guid), false), nullptr) << guid;
   }
   EXPECT_EQ(vorta::CreateFilterFromTable(table_, nullptr, true), nullptr);
-}
-
-TEST(RegistryTable, GuidsAreUniqueUpperCaseAndUnbraced) {
-  std::set<std::string> seen;
-  for (const auto& row : vorta::FilterClassTable()) {
-    const std::string guid = row.guid;
-    EXPECT_TRUE(seen.insert(guid).second) << "duplicate " << guid;
-    EXPECT_EQ(guid.size(), 36u) << guid;
-    EXPECT_EQ(guid.find_first_of("abcdef{}"), std::string::npos) << guid;
-    EXPECT_NE(row.make, nullptr);
-  }
 }
 
 }  // namespace

@@ -46,10 +46,8 @@ TEST(ReadParams, NumericKindsAndTheirPayloads) {
 TEST(ReadParams, StringParametersStartEmptyWhateverTheDefault) {
   auto s = ReadOne(R"({"NAME": "Path", "TYPE": "string", "DEFAULT": "x.png", "MIN": 1})");
   ASSERT_TRUE(s);
-  EXPECT_EQ(s->Kind(), 6u);
-  EXPECT_EQ(s->Value().text, "");
-  EXPECT_EQ(s->Value().payload[0], 0);
-  EXPECT_EQ(s->Default().text, "");
+  EXPECT_EQ(std::make_tuple(s->Kind(), s->Value().text, s->Value().payload[0], s->Default().text),
+            std::make_tuple(6u, "", 0, ""));
 }
 
 TEST(ReadParams, UnknownTypesAreDroppedAndReadingGoesOn) {
@@ -66,8 +64,8 @@ TEST(ReadParams, AliasDefaultsToTheName) {
   auto plain = ReadOne(R"({"NAME": "Back Blur", "TYPE": "int"})");
   EXPECT_EQ(plain->Alias(), "Back Blur");
   auto aliased = ReadOne(R"({"NAME": "Back Blur", "ALIAS": "Blur", "TYPE": "int"})");
-  EXPECT_EQ(aliased->Alias(), "Blur");
-  EXPECT_EQ(aliased->Name(), "Back Blur");
+  EXPECT_EQ(std::make_tuple(aliased->Alias(), aliased->Name()),
+            std::make_tuple("Blur", "Back Blur"));
 }
 
 TEST(ReadParams, TypeErrorsPropagateWithTheLibraryMessage) {
@@ -121,11 +119,9 @@ TEST(ParamCopy, IsDeep) {
   auto copy = original->Copy();
   copy->SetValue(vorta::MakeFloatValue(9.0f));
   copy->SetName("changed");
-  EXPECT_EQ(PayloadAs<float>(original->Value()), 1.0f);
-  EXPECT_EQ(original->Name(), "n");
-  EXPECT_EQ(copy->Alias(), "a");
-  EXPECT_EQ(copy->UiType(), 25);
-  EXPECT_EQ(PayloadAs<float>(copy->Default()), 1.0f);
+  EXPECT_EQ(std::make_tuple(PayloadAs<float>(original->Value()), original->Name(), copy->Alias(),
+                            copy->UiType(), PayloadAs<float>(copy->Default())),
+            std::make_tuple(1.0f, "n", "a", 25, 1.0f));
 }
 
 }  // namespace

@@ -30,9 +30,7 @@ class InvertTestFilter : public vorta::NLEAIEffectFilter {
       const unsigned char* s = src + static_cast<size_t>(y) * srcStride;
       unsigned char* d = dst + static_cast<size_t>(y) * dstStride;
       for (int32_t x = 0; x < srcWidth * 4; x += 4) {
-        d[x] = 255 - s[x];
-        d[x + 1] = 255 - s[x + 1];
-        d[x + 2] = 255 - s[x + 2];
+        for (int32_t c = 0; c < 3; ++c) d[x + c] = static_cast<unsigned char>(255 - s[x + c]);
         d[x + 3] = s[x + 3];
       }
     }

@@ -4,10 +4,7 @@
 // double, painting its mask from the source's alpha.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <tuple>
 
 #include <dlfcn.h>
@@ -15,7 +12,6 @@
 #include "framework/param_value.h"
 #include "kaz/filter_api.h"
 #include "kaz/host_framework.h"
-#include "nlohmann/json.hpp"
 #include "support/test_support.h"
 #include "test_host.h"
 
@@ -33,42 +29,29 @@ namespace {
 constexpr char kBlur[] = "1AEA14C6-59BC-491F-A1D1-EB02009706B7";
 constexpr char kUnsupported[] = "00000000-1111-2222-3333-444444444444";
 
-// The bundled effects' GUIDs, in the order a scan of their folder names gives, and the flags
-// each should be registered with (dynamic ones change with time), read from the descriptions
-// with the JSON library rather than the plug-in's own reader.
-std::vector<std::pair<std::string, int32_t>> BundledEffects() {
-  std::vector<fs::path> files;
-  for (const auto& e : fs::recursive_directory_iterator(fs::path(KAZ_RESOURCES_DIR) /
-                                                        "kaz_effect/plugin/AiEffect")) {
-    if (e.path().extension() == ".conf") files.push_back(e.path());
-  }
-  std::sort(files.begin(), files.end());
-  std::vector<std::pair<std::string, int32_t>> effects;
-  for (const auto& f : files) {
-    std::ifstream in(f);
-    const nlohmann::json d = nlohmann::json::parse(in);
-    const bool dynamic = d.contains("DYNAMIC") && d["DYNAMIC"].get<std::string>() != "0";
-    effects.emplace_back(d.at("GUID").get<std::string>(), dynamic ? 0x800832 : 0x832);
-  }
-  return effects;
-}
+constexpr char kCutOut[] = "974A1C95-921E-4D28-89D5-23B7B249589A";
 
-const std::vector<std::pair<std::string, int32_t>> kBundled = BundledEffects();
+// The two bundled descriptions the suite's resources hold, in the order a scan of their folder
+// names gives (HumanSegmentation, then HumanSegmentationCaptureBlur); neither is dynamic.
+const std::pair<std::string, std::string> kBundled[] = {{"HumanSegmentation", kCutOut},
+                                                        {"HumanSegmentationCaptureBlur", kBlur}};
+const int kBundledCount = static_cast<int>(std::size(kBundled));
 
 class HostPlugin : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     resources_ = new TempDir();
     const fs::path effects = resources_->path() / "kaz_effect/plugin/AiEffect";
-    fs::create_directories(effects);
-    fs::copy(fs::path(KAZ_RESOURCES_DIR) / "kaz_effect/plugin/AiEffect", effects,
-             fs::copy_options::recursive);
+    for (const auto& effect : kBundled) {
+      fs::create_directories(effects / effect.first);
+      fs::copy(fs::path(KAZ_RESOURCES_DIR) / "kaz_effect/plugin/AiEffect" / effect.first,
+               effects / effect.first, fs::copy_options::recursive);
+    }
     resources_->Write(
         "kaz_effect/plugin/AiEffect/ZZ_Unknown/filter.xml",
         std::string("<Filter><GUID>") + kUnsupported + "</GUID><Name>Not here</Name></Filter>");
     host_ = new TestHost();
     host_->util.resources = resources_->str();
-    info_ = KAZPluginInfo{};
     ASSERT_EQ(StartupKAZ(host_, &info_), 0);
   }
   static void TearDownTestSuite() {
@@ -77,13 +60,10 @@ class HostPlugin : public ::testing::Test {
     delete resources_;
   }
 
-  static TempDir* resources_;
-  static TestHost* host_;
-  static KAZPluginInfo info_;
+  static inline TempDir* resources_ = nullptr;
+  static inline TestHost* host_ = nullptr;
+  static inline KAZPluginInfo info_;
 };
-TempDir* HostPlugin::resources_ = nullptr;
-TestHost* HostPlugin::host_ = nullptr;
-KAZPluginInfo HostPlugin::info_;
 
 TEST_F(HostPlugin, StartupAcquiresTheSuitesAndFillsTheInformation) {
   const std::vector<std::pair<std::string, int32_t>> asked = {
@@ -94,16 +74,15 @@ TEST_F(HostPlugin, StartupAcquiresTheSuitesAndFillsTheInformation) {
                             std::string(info_.reserved)),
             std::make_tuple(1, 1, std::string("Ai Filter"), std::string("com.maplethorne"),
                             std::string("Ai Filter Desc"), std::string()));
-  EXPECT_EQ(info_.effectCount, static_cast<int32_t>(kBundled.size() + 1));
+  EXPECT_EQ(info_.effectCount, kBundledCount + 1);
 }
 
 TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
-  for (size_t i = 0; i < kBundled.size(); ++i) {
+  for (int i = 0; i < kBundledCount; ++i) {
     RecordingRegistrar r;
-    ASSERT_EQ(RegisterKAZEffect(static_cast<int32_t>(i), &r), 0) << i;
-    EXPECT_EQ(r.guid, kBundled[i].first);
-    EXPECT_EQ(r.flags, kBundled[i].second) << r.guid;
-    EXPECT_EQ(r.reserved, 0);
+    ASSERT_EQ(RegisterKAZEffect(i, &r), 0) << i;
+    EXPECT_EQ(std::make_tuple(r.guid, r.flags, r.reserved),
+              std::make_tuple(kBundled[i].second, 0x832, 0));
     EXPECT_EQ(host_->util.Count("2:Register AI Effect Success: " + r.guid + " " + r.name), 1);
   }
 }
@@ -112,7 +91,7 @@ TEST_F(HostPlugin, EffectsAreRegisteredInScanOrder) {
 // description, another mode or an unknown GUID: each refused, with its log line.
 TEST_F(HostPlugin, RegistrationAndCreationRefusals) {
   RecordingRegistrar r;
-  EXPECT_EQ(RegisterKAZEffect(static_cast<int32_t>(kBundled.size()), &r), 2);
+  EXPECT_EQ(RegisterKAZEffect(kBundledCount, &r), 2);
   EXPECT_EQ(host_->util.Count(std::string("4:Register AI Effect Failed: ") + kUnsupported), 1);
   EXPECT_TRUE(r.guid.empty()) << "nothing is declared for it";
   EXPECT_EQ(std::vector<int32_t>({RegisterKAZEffect(-1, &r), RegisterKAZEffect(0, nullptr),
@@ -146,26 +125,20 @@ TEST_F(HostPlugin, ParametersAreDeclaredThroughTheirSlots) {
       {"NAME": "p9", "TYPE": "point", "UIType": "9Palaces", "MAX": 8, "DEFAULT": 4},
       {"NAME": "mo", "TYPE": "int", "UIType": "ListMosaic"},
       {"NAME": "c0", "TYPE": "int", "UIType": "ColorStart"},
-      {"NAME": "c1", "TYPE": "int", "UIType": "ColorEnd"},
-      {"NAME": "b", "TYPE": "bool"}
+      {"NAME": "c1", "TYPE": "int", "UIType": "ColorEnd"}
     ]})");
   RecordingRegistrar r;
   ASSERT_EQ(RegisterKAZEffectFromConfPath(dir.str().c_str(), &r), 0);
   EXPECT_EQ(r.name, "All kinds");
-  using Want = std::tuple<int, int32_t, int32_t, std::string, double, double, double, int32_t>;
-  const std::vector<Want> want = {
+  const std::vector<Declaration> want = {
       {16, -1, 0, "d", -1.5, 2.5, 0.5, 2}, {5, -1, 1, "f", 0, 1, 0.25, 2},
       {22, -1, 2, "pct", 0, 1, 0.5, 2},    {14, -1, 3, "s", 0, 0, 0, 2},
       {18, -1, 4, "lm", 0, 0, 0, 2},       {6, -1, 5, "i", -3, 3, 1, 2},
       {6, -1, 6, "hidden", 0, 0, 7, 1},    {7, -1, 7, "c", 0, 0, 16711680, 2},
       {9, -1, 8, "cb", 0, 1, 0, 2},        {17, -1, 9, "p9", 0, 8, 4, 2},
       {19, -1, 10, "mo", 0, 0, 0, 2},      {20, -1, 11, "c0", 0, 0, 0, 2},
-      {21, -1, 12, "c1", 0, 0, 0, 2}};  // the bool entry is dropped when read
-  std::vector<Want> got;
-  for (const Declaration& d : r.declarations)
-    got.emplace_back(d.slot, d.group, d.index, d.name, d.min, d.max, d.def, d.visibility);
-  EXPECT_EQ(got, want);
-  EXPECT_EQ(r.declarations[3].textDef, "") << "text parameters start empty";
+      {21, -1, 12, "c1", 0, 0, 0, 2}};
+  EXPECT_EQ(r.declarations, want);
 }
 
 TEST_F(HostPlugin, FlagsForOrdinaryTransitionAndDynamicDescriptions) {
@@ -202,7 +175,7 @@ TEST_F(HostPlugin, ReleaseIgnoresEffectsItDidNotMake) {
 
 // A frame whose alpha (the double's mask) runs through every value.
 TestImage SourceFrame(int w, int h) {
-  TestImage img(w, h, w * 4 + 8);
+  TestImage img(w, h, w * 4);
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
       unsigned char* p = &img.pixels[y * img.stride + x * 4];
@@ -215,25 +188,19 @@ TestImage SourceFrame(int w, int h) {
   return img;
 }
 
+// The bridge's own wiring is proven with a recording filter in bridge_test.cpp; here a made
+// effect must reach the real filter with the description's parameters.
 TEST_F(HostPlugin, AnEffectRendersTheBytesTheFilterApiGives) {
   const int w = 96, h = 54;
-  TestImage src = SourceFrame(w, h);
-
+  TestImage src = SourceFrame(w, h), viaHost(w, h, w * 4), viaApi(w, h, w * 4);
   KAZEffect* effect = nullptr;
   ASSERT_EQ(CreateKAZEffect(kBlur, 0, &effect), 0);
-  ASSERT_NE(effect, nullptr);
   EXPECT_EQ(host_->util.Count(std::string("2:Create AI Effect Success: ") + kBlur), 1);
-  TestImage viaHost(w, h, w * 4, 9);
   TestContext ctx;
-  ctx.current = 3;
-  ctx.total = 10;
-  KAZHostValue thickness{}, feather{}, blur{};
-  thickness.kind = feather.kind = KAZHostValue::kDouble;
-  thickness.f64 = -1.0;
-  feather.f64 = 3.0;
+  KAZHostValue blur{};
   blur.kind = KAZHostValue::kInt32;
-  blur.i32 = 12;
-  ctx.params = {{"Edge Thickness", thickness}, {"Edge Feather", feather}, {"Back Blur", blur}};
+  blur.i32 = 100;  // a 15-pixel kernel at this size; the default 10 gives none
+  ctx.params = {{"Back Blur", blur}};
   ctx.source = &src;
   ctx.images[0] = &viaHost;
   ASSERT_EQ(effect->Update(&ctx), 0);
@@ -242,22 +209,13 @@ TEST_F(HostPlugin, AnEffectRendersTheBytesTheFilterApiGives) {
 
   vorta::NLEEffectFilter* f = CreateNLEAIEffectFilterFromGUID(kBlur, resources_->str().c_str());
   ASSERT_NE(f, nullptr);
-  NLEEffectFilterSetParameter(f, "Edge Thickness", 2, vorta::MakeDoubleValue(-1.0));
-  NLEEffectFilterSetParameter(f, "Edge Feather", 2, vorta::MakeDoubleValue(3.0));
-  NLEEffectFilterSetParameter(f, "Back Blur", 5, vorta::MakeIntValue(12));
-  TestImage viaApi(w, h, w * 4, 9);
+  NLEEffectFilterSetParameter(f, "Back Blur", 5, vorta::MakeIntValue(100));
   ASSERT_EQ(NLEEffectFilterTransform(f, viaApi.pixels.data(), w, h, viaApi.stride, nullptr, 0, 0, 0,
                                      src.pixels.data(), w, h, src.stride),
             0);
   DeleteNLEAIEffectFilter(&f);
-
   EXPECT_EQ(viaHost.pixels, viaApi.pixels);
-  int changed = 0;
-  for (int y = 0; y < h; ++y) {
-    changed +=
-        std::memcmp(&viaHost.pixels[y * viaHost.stride], &src.pixels[y * src.stride], w * 4) != 0;
-  }
-  EXPECT_GT(changed, 0) << "the effect did something";
+  EXPECT_NE(viaHost.pixels, src.pixels) << "the effect did something";
 }
 
 // What the test-double module says about its instances.
@@ -277,9 +235,8 @@ int LiveModuleInstances() {
 // Runs last: it shuts the plug-in down and starts it again.
 TEST_F(HostPlugin, ShutdownReleasesSharedModelsAndStartupWorksAgain) {
   // An effect that loads the segmentation model (not every bundled effect does).
-  const std::string cutOut = "974A1C95-921E-4D28-89D5-23B7B249589A";
   KAZEffect* effect = nullptr;
-  ASSERT_EQ(CreateKAZEffect(cutOut.c_str(), 0, &effect), 0);
+  ASSERT_EQ(CreateKAZEffect(kCutOut, 0, &effect), 0);
   TestImage src = SourceFrame(16, 8), dst(16, 8, 64);
   TestContext ctx;
   ctx.source = &src;
@@ -297,7 +254,7 @@ TEST_F(HostPlugin, ShutdownReleasesSharedModelsAndStartupWorksAgain) {
   EXPECT_EQ(again.effectCount, info_.effectCount) << "nothing is registered twice";
   RecordingRegistrar r;
   EXPECT_EQ(RegisterKAZEffect(0, &r), 0);
-  ASSERT_EQ(CreateKAZEffect(cutOut.c_str(), 0, &effect), 0);
+  ASSERT_EQ(CreateKAZEffect(kCutOut, 0, &effect), 0);
   effect->Render(&ctx);
   ReleaseKAZEffect(effect);
   EXPECT_EQ(LiveModuleInstances(), before) << "a fresh model is loaded on demand";

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "kaz/host_framework.h"
@@ -14,11 +15,13 @@ namespace kaztest {
 
 class TestUtilSuite final : public KAZHostUtilSuite {
  public:
-  std::string resources = "resources";
-  std::string cloud = "cloud";
-  std::vector<std::string> lines;  // "level:text"
+  std::string resources = "/host/res";
+  std::string cloud = "/host/cloud";
+  std::vector<std::tuple<int, std::string, int>> asked;  // code, what the buffer held, its size
+  std::vector<std::string> lines;                        // "level:text"
 
   int32_t GetPath(int code, char* buffer, int bufferSize) override {
+    asked.emplace_back(code, buffer, bufferSize);
     const std::string& path = code == 1 ? resources : cloud;
     std::snprintf(buffer, bufferSize, "%s", path.c_str());
     return 0;
@@ -41,33 +44,20 @@ class TestUtilSuite final : public KAZHostUtilSuite {
 class TestHost final : public KAZHost {
  public:
   TestUtilSuite util;
-  int memory = 0, images = 0;  // stand-ins: the plug-in only keeps these pointers
   std::vector<std::pair<std::string, int32_t>> asked;
 
+  // The plug-in only keeps the other suites' pointers, so any address stands in for them.
   int32_t AcquireSuite(const char* name, int32_t version, void** suite) override {
     asked.emplace_back(name, version);
-    const std::string n = name;
-    if (n == "Host Util Suite")
-      *suite = static_cast<KAZHostUtilSuite*>(&util);
-    else if (n == "Memory Allocator Suite")
-      *suite = &memory;
-    else if (n == "Image Buffer ALlocator Suite")
-      *suite = &images;
-    else
-      return 1;
+    KAZHostUtilSuite* const hostUtil = &util;
+    *suite = std::string(name) == "Host Util Suite" ? static_cast<void*>(hostUtil) : &asked;
     return 0;
   }
 };
 
-// One declaration as the registrar received it; numbers widened to double, texts kept.
-struct Declaration {
-  int slot;
-  int32_t group, index;
-  std::string name;
-  double min, max, def;
-  std::string textMin, textMax, textDef;
-  int32_t visibility;
-};
+// One declaration as the registrar received it: slot, group, index, name, min, max, default
+// (numbers widened to double; texts are not kept) and visibility.
+using Declaration = std::tuple<int, int32_t, int32_t, std::string, double, double, double, int32_t>;
 
 class RecordingRegistrar : public KAZEffectRegistrar {
  public:
@@ -88,11 +78,12 @@ class RecordingRegistrar : public KAZEffectRegistrar {
     reserved = v;
     return 0;
   }
-// Each declaration slot records its number; numbers widen to double, texts are kept.
+// Each declaration slot records its number.
 #define KAZ_NUMBER_SLOT(method, type, slot)                                              \
   int32_t method(int32_t g, int32_t i, const char* n, type a, type b, type d, int32_t v) \
       override {                                                                         \
-    return Number(slot, g, i, n, a, b, d, v);                                            \
+    declarations.emplace_back(slot, g, i, n, a, b, d, v);                                \
+    return 0;                                                                            \
   }
   KAZ_NUMBER_SLOT(DeclareFloat, float, 5)
   KAZ_NUMBER_SLOT(DeclareInt, int32_t, 6)
@@ -105,24 +96,14 @@ class RecordingRegistrar : public KAZEffectRegistrar {
   KAZ_NUMBER_SLOT(DeclareColorEnd, int32_t, 21)
   KAZ_NUMBER_SLOT(DeclareMult100Float, float, 22)
 #undef KAZ_NUMBER_SLOT
-  int32_t DeclareString(int32_t g, int32_t i, const char* n, const char* a, const char* b,
-                        const char* d, int32_t v) override {
-    return Text(14, g, i, n, a, b, d, v);
-  }
-  int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char* a, const char* b,
-                          const char* d, int32_t v) override {
-    return Text(18, g, i, n, a, b, d, v);
-  }
-
- private:
-  int32_t Number(int slot, int32_t g, int32_t i, const char* n, double a, double b, double d,
-                 int32_t v) {
-    declarations.push_back({slot, g, i, n, a, b, d, "", "", "", v});
+  int32_t DeclareString(int32_t g, int32_t i, const char* n, const char*, const char*, const char*,
+                        int32_t v) override {
+    declarations.emplace_back(14, g, i, n, 0, 0, 0, v);
     return 0;
   }
-  int32_t Text(int slot, int32_t g, int32_t i, const char* n, const char* a, const char* b,
-               const char* d, int32_t v) {
-    declarations.push_back({slot, g, i, n, 0, 0, 0, a, b, d, v});
+  int32_t DeclareListMask(int32_t g, int32_t i, const char* n, const char*, const char*,
+                          const char*, int32_t v) override {
+    declarations.emplace_back(18, g, i, n, 0, 0, 0, v);
     return 0;
   }
 };
@@ -130,8 +111,8 @@ class RecordingRegistrar : public KAZEffectRegistrar {
 // An image over a vector the test owns.
 class TestImage : public KAZImage {
  public:
-  TestImage(int32_t w, int32_t h, int32_t stride, unsigned char fill = 0)
-      : width(w), height(h), stride(stride), pixels(static_cast<size_t>(stride) * h, fill) {}
+  TestImage(int32_t w, int32_t h, int32_t stride)
+      : width(w), height(h), stride(stride), pixels(static_cast<size_t>(stride) * h) {}
   int32_t Width() override { return width; }
   int32_t Height() override { return height; }
   int32_t Stride() override { return stride; }

@@ -3,7 +3,6 @@
 // channel position every operand combination of its rule.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -45,82 +44,71 @@ const Grid& grid() {
   return *g;
 }
 
-using ImageRow = std::function<void(const uint8_t*, uint8_t*, int)>;
-
-struct ImageCase {
-  std::string name;
+// A rule to prove: mode (0 Normal, 19..21 the hollow modes, others a layer mode through its
+// plane), strength and pre-multiplication.
+struct Rule {
   uint32_t mode;
   int strength;
   bool pre;
-  ImageRow simd, plain;
 };
 
-ImageCase normal(int s) {
-  if (s == 255)
-    return {"NormalFull", 0, 255, false, rows::normalFull<true>, rows::normalFull<false>};
-  return {"NormalStrength" + std::to_string(s),
-          0,
-          s,
-          false,
-          [s](const uint8_t* l, uint8_t* d, int n) { rows::normalStrength<true>(l, d, n, s); },
-          [s](const uint8_t* l, uint8_t* d, int n) { rows::normalStrength<false>(l, d, n, s); }};
+std::string ruleName(const ::testing::TestParamInfo<Rule>& info) {
+  return "Mode" + std::to_string(info.param.mode) + "_S" + std::to_string(info.param.strength) +
+         (info.param.pre ? "_Pre" : "");
 }
 
-ImageCase premultiplied(int s) {
-  return {
-      "Premultiplied" + std::to_string(s),
-      0,
-      s,
-      true,
-      [s](const uint8_t* l, uint8_t* d, int n) { rows::normalPremultiplied<true>(l, d, n, s); },
-      [s](const uint8_t* l, uint8_t* d, int n) { rows::normalPremultiplied<false>(l, d, n, s); }};
+rows::Plane planeOf(uint32_t mode) { return imageC::getBlendTables().planes[ref::modePlane(mode)]; }
+
+// The image kernel of a rule over one row, in its vector (V) or plain form.
+template <bool V>
+void imageRow(const Rule& r, const uint8_t* l, uint8_t* d, int n) {
+  if (r.mode == 0 && r.pre) {
+    rows::normalPremultiplied<V>(l, d, n, r.strength);
+  } else if (r.mode == 0) {
+    // Full strength is a kernel of its own.
+    r.strength == 255 ? rows::normalFull<V>(l, d, n) : rows::normalStrength<V>(l, d, n, r.strength);
+  } else if (r.mode == 19) {
+    rows::hollowIn<V>(l, d, n);
+  } else if (r.mode == 20) {
+    rows::hollowOut<V>(l, d, n);
+  } else if (r.mode == 21) {
+    rows::textBgHollowIn<V>(l, d, n);
+  } else {
+    rows::layerMode<V>(l, d, n, r.strength, planeOf(r.mode));
+  }
 }
 
-ImageCase layerMode(uint32_t mode, int s) {
-  const rows::Plane T = imageC::getBlendTables().planes[ref::modePlane(mode)];
-  return {"Layer" + std::to_string(mode) + "_" + std::to_string(s),
-          mode,
-          s,
-          false,
-          [s, T](const uint8_t* l, uint8_t* d, int n) { rows::layerMode<true>(l, d, n, s, T); },
-          [s, T](const uint8_t* l, uint8_t* d, int n) { rows::layerMode<false>(l, d, n, s, T); }};
-}
-
-void PrintTo(const ImageCase& c, std::ostream* os) { *os << c.name; }
-
-class ImageKernel : public ::testing::TestWithParam<ImageCase> {};
+class ImageKernel : public ::testing::TestWithParam<Rule> {};
 
 // The vector form runs over the whole grid. The plain form only ever finishes a row (at most
 // three pixels), so every fifth row of the grid is enough for it and keeps the test quick
 // under the sanitizers.
 TEST_P(ImageKernel, VectorAndPlainFormsMatchTheReference) {
-  const ImageCase& c = GetParam();
+  const Rule& r = GetParam();
   const Grid& g = grid();
-  const cv::Mat expected = ref::blendImage(g.layer, g.dst, c.mode, c.strength, c.pre);
+  const cv::Mat expected = ref::blendImage(g.layer, g.dst, r.mode, r.strength, r.pre);
   cv::Mat out = g.dst.clone();
-  for (int y = 0; y < out.rows; ++y) c.simd(g.layer.ptr<uint8_t>(y), out.ptr<uint8_t>(y), out.cols);
+  for (int y = 0; y < out.rows; ++y)
+    imageRow<true>(r, g.layer.ptr<uint8_t>(y), out.ptr<uint8_t>(y), out.cols);
   EXPECT_EQ(ref::differingBytes(out, expected), 0) << "vector";
   g.dst.copyTo(out);
   int64_t wrong = 0;
   for (int y = 0; y < out.rows; y += 5) {
-    c.plain(g.layer.ptr<uint8_t>(y), out.ptr<uint8_t>(y), out.cols);
+    imageRow<false>(r, g.layer.ptr<uint8_t>(y), out.ptr<uint8_t>(y), out.cols);
     wrong += ref::differingBytes(out.row(y), expected.row(y));
   }
   EXPECT_EQ(wrong, 0) << "plain";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, ImageKernel,
-    ::testing::Values(
-        // Strengths below 255 share one path; 254 reaches every k from 0 to 254.
-        normal(1), normal(254), normal(255), premultiplied(128), premultiplied(255),
-        // Colour burn is not symmetric, so a swapped [dst][layer] index shows.
-        layerMode(3, 254), layerMode(23, 255),
-        ImageCase{"HollowIn", 19, 0, false, rows::hollowIn<true>, rows::hollowIn<false>},
-        ImageCase{"HollowOut", 20, 0, false, rows::hollowOut<true>, rows::hollowOut<false>},
-        ImageCase{"TextBgHollowIn", 21, 0, false, rows::textBgHollowIn<true>,
-                  rows::textBgHollowIn<false>}),
-    [](const ::testing::TestParamInfo<ImageCase>& info) { return info.param.name; });
+// Strengths below 255 share one path; 254 reaches every k from 0 to 254. Colour burn (3) is
+// not symmetric, so a swapped [dst][layer] index shows.
+INSTANTIATE_TEST_SUITE_P(Rules, ImageKernel,
+                         ::testing::Values(Rule{0, 1, false}, Rule{0, 254, false},
+                                           Rule{0, 255, false}, Rule{0, 128, true},
+                                           Rule{0, 255, true}, Rule{3, 254, false},
+                                           Rule{23, 255, false}, Rule{19, 0, false},
+                                           Rule{20, 0, false}, Rule{21, 0, false}),
+                         ruleName);
 
 // Solid colours: row y has alpha y, column x colour (x + 85c) in channel c, so every (colour,
 // alpha) pair occurs in every channel; three extra columns make a row tail.
@@ -135,94 +123,65 @@ cv::Mat solidGrid() {
   return m;
 }
 
-// Runs one solid-colour kernel over a row, the colour given as image channels (c2, c1, c0, c3).
-void solidRow(uint32_t mode, int s, bool pre, bool simd, uint8_t* row, int n, uint32_t packed) {
+// The solid-colour kernel of a rule over one row, the colour given as image channels
+// (c2, c1, c0, c3).
+template <bool V>
+void solidRow(const Rule& r, uint8_t* row, int n, uint32_t packed) {
   const int c0 = packed & 0xFF, c1 = (packed >> 8) & 0xFF, c2 = (packed >> 16) & 0xFF,
             c3 = packed >> 24;
   const uint8_t colour[4] = {uint8_t(c2), uint8_t(c1), uint8_t(c0), uint8_t(c3)};
   const uint8_t premul[4] = {uint8_t(ref::mul(c2, c3)), uint8_t(ref::mul(c1, c3)),
                              uint8_t(ref::mul(c0, c3)), uint8_t(c3)};
-  switch (mode) {
-    case 0:
-      if (pre)
-        simd ? rows::solidNormalPremultiplied<true>(row, n, s, colour)
-             : rows::solidNormalPremultiplied<false>(row, n, s, colour);
-      else if (s == 255)
-        simd ? rows::solidNormalFull<true>(row, n, premul)
-             : rows::solidNormalFull<false>(row, n, premul);
-      else
-        simd ? rows::solidNormalStrength<true>(row, n, s, colour)
-             : rows::solidNormalStrength<false>(row, n, s, colour);
-      break;
-    case 19:
-      simd ? rows::solidHollowIn<true>(row, n, colour) : rows::solidHollowIn<false>(row, n, colour);
-      break;
-    case 20:
-      if (c3 == 0) return;  // the invoker's test on the colour
-      simd ? rows::solidHollowOut<true>(row, n, colour)
-           : rows::solidHollowOut<false>(row, n, colour);
-      break;
-    case 21:
-      simd ? rows::solidTextBgHollowIn<true>(row, n, c3)
-           : rows::solidTextBgHollowIn<false>(row, n, c3);
-      break;
-    default: {
-      const rows::Plane T = imageC::getBlendTables().planes[ref::modePlane(mode)];
-      simd ? rows::solidLayerMode<true>(row, n, s, T, colour)
-           : rows::solidLayerMode<false>(row, n, s, T, colour);
-    }
+  if (r.mode == 0 && r.pre) {
+    rows::solidNormalPremultiplied<V>(row, n, r.strength, colour);
+  } else if (r.mode == 0) {
+    r.strength == 255 ? rows::solidNormalFull<V>(row, n, premul)
+                      : rows::solidNormalStrength<V>(row, n, r.strength, colour);
+  } else if (r.mode == 19) {
+    rows::solidHollowIn<V>(row, n, colour);
+  } else if (r.mode == 20) {
+    if (c3 != 0) rows::solidHollowOut<V>(row, n, colour);  // the invoker's test on the colour
+  } else if (r.mode == 21) {
+    rows::solidTextBgHollowIn<V>(row, n, c3);
+  } else {
+    rows::solidLayerMode<V>(row, n, r.strength, planeOf(r.mode), colour);
   }
 }
-
-struct SolidCase {
-  uint32_t mode;
-  int strength;
-  bool pre;
-};
 
 // Colours with alpha 0, 1, 128, 254 and 255 and channels at the edges.
 const uint32_t kColours[] = {0x00000000u, 0xFF000000u, 0xFFFFFFFFu, 0x80FF0001u,
                              0x01020304u, 0xFE7F80FFu, 0x00FF8040u, 0x7F10E0C8u};
 
-void PrintTo(const SolidCase& c, std::ostream* os) {
-  *os << "mode " << c.mode << " strength " << c.strength << (c.pre ? " premultiplied" : "");
-}
-
-class SolidKernel : public ::testing::TestWithParam<SolidCase> {};
+class SolidKernel : public ::testing::TestWithParam<Rule> {};
 
 TEST_P(SolidKernel, VectorAndPlainFormsMatchTheReferenceForEveryColour) {
-  const SolidCase& c = GetParam();
+  const Rule& r = GetParam();
   const cv::Mat input = solidGrid();
   for (uint32_t packed : kColours) {
-    const cv::Mat expected = ref::blendSolid(input, packed, c.mode, c.strength, c.pre);
+    const cv::Mat expected = ref::blendSolid(input, packed, r.mode, r.strength, r.pre);
     for (bool simd : {true, false}) {
       cv::Mat out = input.clone();
       for (int y = 0; y < out.rows; ++y)
-        solidRow(c.mode, c.strength, c.pre, simd, out.ptr<uint8_t>(y), out.cols, packed);
+        (simd ? solidRow<true> : solidRow<false>)(r, out.ptr<uint8_t>(y), out.cols, packed);
       EXPECT_EQ(ref::differingBytes(out, expected), 0)
           << std::hex << "colour 0x" << packed << (simd ? " vector" : " plain");
     }
   }
 }
 
-std::vector<SolidCase> solidCases() {
-  std::vector<SolidCase> cases;
+std::vector<Rule> solidRules() {
+  std::vector<Rule> rules;
   for (int s : {0, 1, 128, 254, 255}) {
-    cases.push_back({0, s, false});
-    cases.push_back({0, s, true});
-    cases.push_back({3, s, false});   // colour burn: not symmetric
-    cases.push_back({14, s, false});  // hard mix
+    rules.push_back({0, s, false});
+    rules.push_back({0, s, true});
+    rules.push_back({3, s, false});   // colour burn: not symmetric
+    rules.push_back({14, s, false});  // hard mix
   }
-  for (uint32_t m : {19u, 20u, 21u}) cases.push_back({m, 0, false});
-  return cases;
+  for (uint32_t m : {19u, 20u, 21u}) rules.push_back({m, 0, false});
+  return rules;
 }
 
-INSTANTIATE_TEST_SUITE_P(Rules, SolidKernel, ::testing::ValuesIn(solidCases()),
-                         [](const ::testing::TestParamInfo<SolidCase>& info) {
-                           return "Mode" + std::to_string(info.param.mode) + "_S" +
-                                  std::to_string(info.param.strength) +
-                                  (info.param.pre ? "_Pre" : "");
-                         });
+INSTANTIATE_TEST_SUITE_P(Rules, SolidKernel, ::testing::ValuesIn(solidRules()), ruleName);
 
 // The mask kernels, each with the reference rule it must follow.
 struct MaskKernel {

@@ -39,14 +39,19 @@ inline std::string Slurp(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+inline std::vector<std::string> Concat(std::vector<std::string> a,
+                                       const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
 // A kazfx process started with `args`, stdout and stderr going to files, the environment
 // extended by `env`.
 class KazfxProcess {
  public:
   KazfxProcess(const std::vector<std::string>& args,
                const std::map<std::string, std::string>& env = {}) {
-    std::vector<std::string> argText = {KAZFX_BINARY};
-    argText.insert(argText.end(), args.begin(), args.end());
+    std::vector<std::string> argText = Concat({KAZFX_BINARY}, args);
     std::vector<char*> argv;
     for (std::string& a : argText) argv.push_back(a.data());
     argv.push_back(nullptr);
@@ -118,13 +123,21 @@ inline cv::Mat ReadUnchanged(const std::filesystem::path& path) {
   return cv::imread(path.string(), cv::IMREAD_UNCHANGED);
 }
 
-// Byte-exact comparison, with how many bytes differ in the message.
-inline ::testing::AssertionResult SameBytes(const cv::Mat& expected, const cv::Mat& actual) {
-  if (expected.size() != actual.size() || expected.type() != actual.type())
-    return ::testing::AssertionFailure() << "size or type differs";
-  const int wrong = cv::countNonZero(cv::Mat(expected != actual).reshape(1));
-  if (wrong == 0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << wrong << " bytes differ";
+// Each test runs in a fresh folder of its own, so that arguments can name files relatively.
+class InTempDir : public ::testing::Test {
+ protected:
+  void SetUp() override { std::filesystem::current_path(dir_.path()); }
+  void TearDown() override { std::filesystem::current_path(home_); }
+  const std::filesystem::path home_ = std::filesystem::current_path();
+  kaztest::TempDir dir_;
+};
+
+// A refused run: its status, one "kazfx: error: " line on stderr and nothing on stdout.
+inline void ExpectError(const RunResult& run, int status) {
+  EXPECT_EQ(run.status, status) << run.err;
+  ASSERT_EQ(run.ErrLines().size(), 1u) << run.err;
+  EXPECT_EQ(run.ErrLines()[0].rfind("kazfx: error: ", 0), 0u) << run.err;
+  EXPECT_EQ(run.out, "");
 }
 
 }  // namespace kazfxtest
