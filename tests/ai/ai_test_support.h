@@ -2,10 +2,9 @@
 // What the test-double runtime libraries report, read through their extra exports.
 #pragma once
 
-#include <string>
-
 #include "ai/library_symbols.h"
 #include "ai/platform.h"
+#include "ai/quorin_common.h"
 #include "doubles/double_probe.h"
 #include "support/test_support.h"
 
@@ -16,29 +15,27 @@ using kaztest::LogCapture;
 // Installed before main, so the lines of a first use are kept whichever test makes it.
 inline const bool kLogRecorded = LogCapture::RecordAlways();
 
-inline const char kApiNull[] = "API is null\n";
-inline const char kLoadLib[] = "load lib: %s error\n";
-
 // An extra export of a test double, looked up on the library the binding loaded.
 template <typename Fn>
 Fn* DoubleExport(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding, const char* name) {
   return reinterpret_cast<Fn*>(kaz::platform::FindSymbol(binding.ModuleHandle(), name));
 }
 
-inline KazModuleDoubleStats ModuleStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
-  KazModuleDoubleStats stats{};
-  if (auto get = DoubleExport<void(KazModuleDoubleStats*)>(binding, "KazModuleDoubleStatsGet")) {
-    get(&stats);
-  }
+// What a double has recorded; all zero when the library is not loaded.
+template <typename Stats>
+Stats Recorded(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding, const char* getter) {
+  Stats stats{};
+  if (auto get = DoubleExport<void(Stats*)>(binding, getter)) get(&stats);
   return stats;
 }
 
-inline KazKernelDoubleStats KernelStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
-  KazKernelDoubleStats stats{};
-  if (auto get = DoubleExport<void(KazKernelDoubleStats*)>(binding, "KazKernelDoubleStatsGet")) {
-    get(&stats);
-  }
-  return stats;
+inline KazModuleDoubleStats ModuleStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
+  return Recorded<KazModuleDoubleStats>(binding, "KazModuleDoubleStatsGet");
+}
+
+inline KazKernelDoubleStats KernelStats() {
+  return Recorded<KazKernelDoubleStats>(*THIRD_LIBRARY_IMPORT::GetQuorinCommonSymbols(),
+                                        "KazKernelDoubleStatsGet");
 }
 
 }  // namespace kaz_test

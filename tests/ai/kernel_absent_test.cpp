@@ -14,35 +14,18 @@ using kaz_test::LogCapture;
 
 namespace {
 
-TEST(KernelAbsent, EveryCallFailsSoftly) {
-  GetQuorinCommonSymbols();  // the first use's line is not this test's
-  LogCapture log;
-  uint8_t pixel[4] = {};
-  uint8_t* const planes[3] = {pixel, nullptr, nullptr};
-  const int32_t strides[3] = {4, 0, 0};
-  EXPECT_EQ(MakeKernelFrame(planes, QUORIN_FORMAT_BGRA8, 0, 1, 1, strides, 0), nullptr);
-  FreeKernelFrame(nullptr);
-  EXPECT_EQ(GetDefaultDeviceType(), 16);
-  const auto lines = log.Lines();
-  ASSERT_EQ(lines.size(), 3u) << log.Dump();
-  for (const auto& line : lines) {
-    EXPECT_EQ(line.level, 4);
-    EXPECT_EQ(line.format, kaz_test::kApiNull);
-  }
-}
-
+// No frame can be made, so the module is never called; one "API is null" line per frame.
 TEST(KernelAbsent, HumanSegNeverGetsAFrame) {
   const auto binding = GetQuorinHumanSegSymbols();
   QuorinHumanSeg seg("", "", "/models", 2);
   ASSERT_TRUE(seg.Created());
-
   LogCapture log;
   const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
   cv::Mat mask(4, 4, CV_8UC1, cv::Scalar(6));
   EXPECT_FALSE(seg.Process(image, mask));
   EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
   EXPECT_EQ(cv::countNonZero(mask != 6), 0);
-  EXPECT_EQ(log.CountFormat(kaz_test::kApiNull, 4), 2) << log.Dump();  // one per frame
+  EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2) << log.Dump();
 }
 
 // A binding of its own for the kernel copy named "libquorin_kérnel_ü.so".
@@ -61,10 +44,6 @@ TEST(Platform, LibraryWithANonAsciiNameLoadsByThatName) {
   const auto binding = ProcessBinding<UnicodeKernel>();
   ASSERT_NE(binding, nullptr);
   EXPECT_EQ(binding->FileName(), "libquorin_kérnel_ü.so");
-  ASSERT_NE(binding->ModuleHandle(), nullptr);
-  auto scenario = kaz_test::DoubleExport<const char*()>(*binding, "KazDoubleScenario");
-  ASSERT_NE(scenario, nullptr);
-  EXPECT_STREQ(scenario(), "unicode");
   ASSERT_NE(binding->QuorinDefaultDeviceTypeGet, nullptr);
   EXPECT_EQ(binding->QuorinDefaultDeviceTypeGet(), KAZ_DOUBLE_DEVICE_TYPE);
 }
