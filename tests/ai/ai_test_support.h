@@ -21,21 +21,19 @@ Fn* DoubleExport(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding, const char*
   return reinterpret_cast<Fn*>(kaz::platform::FindSymbol(binding.ModuleHandle(), name));
 }
 
-// What a double has recorded; all zero when the library is not loaded.
-template <typename Stats>
-Stats Recorded(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding, const char* getter) {
-  Stats stats{};
-  if (auto get = DoubleExport<void(Stats*)>(binding, getter)) get(&stats);
+// All zero when the library is not loaded.
+inline KazModuleDoubleStats ModuleStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
+  KazModuleDoubleStats stats{};
+  if (auto get = DoubleExport<void(KazModuleDoubleStats*)>(binding, "KazModuleDoubleStatsGet")) {
+    get(&stats);
+  }
   return stats;
 }
 
-inline KazModuleDoubleStats ModuleStats(const THIRD_LIBRARY_IMPORT::LibarySymbols& binding) {
-  return Recorded<KazModuleDoubleStats>(binding, "KazModuleDoubleStatsGet");
-}
-
-inline KazKernelDoubleStats KernelStats() {
-  return Recorded<KazKernelDoubleStats>(*THIRD_LIBRARY_IMPORT::GetQuorinCommonSymbols(),
-                                        "KazKernelDoubleStatsGet");
+inline int LiveFrames() {
+  const auto kernel = THIRD_LIBRARY_IMPORT::GetQuorinCommonSymbols();
+  auto live = DoubleExport<int32_t()>(*kernel, "KazKernelDoubleLiveFrames");
+  return live != nullptr ? live() : 0;
 }
 
 }  // namespace kaz_test

@@ -4,6 +4,7 @@
 // bound in part still does is fault_test.cpp's; the landmark libraries bind in tests/effects.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -41,6 +42,12 @@ std::shared_ptr<LibarySymbols> Binding() {
   return Get();
 }
 
+// The kernel double again, under a name with non-ASCII letters.
+class UnicodeKernel : public LibarySymbols {
+ public:
+  UnicodeKernel() : LibarySymbols("quorin_kérnel_ü.dll") {}
+};
+
 const char kModels[] = "/m";
 // The kernel's device type, or the fallback with one "API is null" line for the missing call.
 const int32_t kDevice[3] = {KAZ_DOUBLE_DEVICE_TYPE, 16, 16};
@@ -51,6 +58,12 @@ const ModuleRow kRows[] = {
      Binding<&GetQuorinCommonSymbols>,
      {kBound, kPartial, kAbsent},
      "QuorinVideoOpenGLFrameMake",
+     nullptr,
+     nullptr},
+    {"libquorin_kérnel_ü.so",
+     Binding<&ProcessBinding<UnicodeKernel>>,
+     {kBound, kBound, kBound},
+     nullptr,
      nullptr,
      nullptr},
     {"libquorin_module_human_segment.so",
@@ -170,7 +183,9 @@ TEST_P(ModuleBinding, BindsOnceAsFarAsItsLibraryAllows) {
 
 INSTANTIATE_TEST_SUITE_P(Layout, ModuleBinding, ::testing::ValuesIn(kRows), [](const auto& info) {
   std::string name = info.param.file + 3;
-  return name.substr(0, name.find('.'));
+  name.resize(name.find('.'));
+  for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  return name;
 });
 
 }  // namespace

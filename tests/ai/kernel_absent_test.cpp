@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Layout 2: no kernel, the human segmentation double, and a copy of the kernel double under a
-// non-ASCII name.
+// Layout 2: no kernel, and the human segmentation double.
 #include <gtest/gtest.h>
 
 #include <opencv2/core.hpp>
@@ -26,26 +25,6 @@ TEST(KernelAbsent, HumanSegNeverGetsAFrame) {
   EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
   EXPECT_EQ(cv::countNonZero(mask != 6), 0);
   EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2) << log.Dump();
-}
-
-// A binding of its own for the kernel copy named "libquorin_kérnel_ü.so".
-class UnicodeKernel : public LibarySymbols {
- public:
-  UnicodeKernel() : LibarySymbols("quorin_kérnel_ü.dll") {}
-  decltype(&::QuorinDefaultDeviceTypeGet) QuorinDefaultDeviceTypeGet = nullptr;
-
- protected:
-  bool ResolveSymbols() override {
-    return Resolve("QuorinDefaultDeviceTypeGet", QuorinDefaultDeviceTypeGet);
-  }
-};
-
-TEST(Platform, LibraryWithANonAsciiNameLoadsByThatName) {
-  const auto binding = ProcessBinding<UnicodeKernel>();
-  ASSERT_NE(binding, nullptr);
-  EXPECT_EQ(binding->FileName(), "libquorin_kérnel_ü.so");
-  ASSERT_NE(binding->QuorinDefaultDeviceTypeGet, nullptr);
-  EXPECT_EQ(binding->QuorinDefaultDeviceTypeGet(), KAZ_DOUBLE_DEVICE_TYPE);
 }
 
 }  // namespace

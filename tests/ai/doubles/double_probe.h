@@ -13,12 +13,6 @@ extern "C" {
 /* The device type the kernel double reports; the plug-in's fallback is 16. */
 #define KAZ_DOUBLE_DEVICE_TYPE 7
 
-typedef struct KazKernelDoubleStats {
-  int32_t liveFrames;
-  int32_t lastReserved0;
-  int32_t lastReserved1;
-} KazKernelDoubleStats;
-
 typedef struct KazFrameShape {
   int32_t format;
   int32_t width;
@@ -42,7 +36,8 @@ typedef struct KazModuleDoubleStats {
   KazFrameShape lastAux;
 } KazModuleDoubleStats;
 
-QUORIN_API void KazKernelDoubleStatsGet(KazKernelDoubleStats* stats);
+/* Frames the kernel double handed out and has not had back. */
+QUORIN_API int32_t KazKernelDoubleLiveFrames(void);
 QUORIN_API void KazModuleDoubleStatsGet(KazModuleDoubleStats* stats);
 
 #ifdef __cplusplus

@@ -17,7 +17,7 @@ typedef struct Slot {
 enum { kMaxFrames = 256 };
 static pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
 static Slot g_frames[kMaxFrames];
-static KazKernelDoubleStats g_stats;
+static int32_t g_liveFrames;
 
 static int32_t BytesPerPixel(int32_t format) {
   if (format == QUORIN_FORMAT_BGRA8) return 4;
@@ -32,16 +32,17 @@ static QuorinFrame* Track(const QuorinFrame* frame) {
     if (g_frames[i].live) continue;
     g_frames[i] = (Slot){*frame, 1};
     tracked = &g_frames[i].frame;
-    g_stats.liveFrames++;
+    g_liveFrames++;
   }
   pthread_mutex_unlock(&g_lock);
   return tracked;
 }
 
-QUORIN_API void KazKernelDoubleStatsGet(KazKernelDoubleStats* stats) {
+QUORIN_API int32_t KazKernelDoubleLiveFrames(void) {
   pthread_mutex_lock(&g_lock);
-  *stats = g_stats;
+  const int32_t live = g_liveFrames;
   pthread_mutex_unlock(&g_lock);
+  return live;
 }
 
 QUORIN_API QuorinFrame* QuorinVideoFrameAlloc(int32_t format, int32_t width, int32_t height) {
@@ -62,12 +63,10 @@ QUORIN_API QuorinFrame* QuorinVideoFrameAlloc(int32_t format, int32_t width, int
 QUORIN_API QuorinFrame* QuorinVideoFrameMake(uint8_t* const planes[3], int32_t format,
                                              int32_t reserved0, int32_t width, int32_t height,
                                              const int32_t strides[3], int32_t reserved1) {
-  pthread_mutex_lock(&g_lock);
-  g_stats.lastReserved0 = reserved0;
-  g_stats.lastReserved1 = reserved1;
-  pthread_mutex_unlock(&g_lock);
   const int32_t bpp = BytesPerPixel(format);
   if (planes == NULL || strides == NULL || planes[0] == NULL || bpp == 0) return NULL;
+  /* Both reserved arguments must be 0, so any other argument landing there shows. */
+  if (reserved0 != 0 || reserved1 != 0) return NULL;
   if (width < 1 || height < 1 || strides[0] < width * bpp) return NULL;
   QuorinFrame frame = {.format = format, .planeCount = 1, .width = width, .height = height};
   for (int i = 0; i < 3; ++i) {
@@ -95,7 +94,7 @@ QUORIN_API void QuorinFrameFree(QuorinFrame* frame) {
   }
   if (found == NULL) abort();
   found->live = 0;
-  g_stats.liveFrames--;
+  g_liveFrames--;
   if (found->frame.flags & QUORIN_FRAME_OWNS_PIXELS) free(found->frame.planes[0]);
   pthread_mutex_unlock(&g_lock);
 }
