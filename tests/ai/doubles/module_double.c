@@ -82,10 +82,7 @@ static int32_t Create(const char* modelPath, const QuorinModuleConfig* config, v
                       int takesModel) {
   pthread_mutex_lock(&g_lock);
   g_stats.createCalls++;
-  g_stats.lastModelPath[0] = '\0';
-  if (modelPath != NULL) {
-    strncpy(g_stats.lastModelPath, modelPath, sizeof g_stats.lastModelPath - 1);
-  }
+  snprintf(g_stats.lastModelPath, sizeof g_stats.lastModelPath, "%s", modelPath ? modelPath : "");
   if (config != NULL) g_stats.lastConfig = *config;
   KazInstance* slot = NULL;
   for (int i = 0; i < kMaxInstances && slot == NULL; ++i) {

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What a partly bound kernel and module still do (layout 1: the kernel lacks
+// What still works with part of the runtime. Layout 1: the kernel lacks
 // QuorinVideoOpenGLFrameMake, human segmentation lacks QuorinHumanSegmentOutputSizeSet, depth
-// refuses every creation). Resolution stops at the first missing entry point: what came before
+// refuses every creation. Resolution stops at the first missing entry point: what came before
 // it works (frame making, module creation), what came after it is null (frame freeing, module
-// processing and destruction); the device type falls back, as binding_test checks.
+// processing and destruction); the device type falls back, as binding_test checks. Layout 2: no
+// kernel at all.
 #include <gtest/gtest.h>
 
 #include <opencv2/core.hpp>
@@ -18,6 +19,7 @@ using kaz_test::LogCapture;
 
 namespace {
 
+#if KAZ_LAYOUT == 1
 TEST(PartialModule, HumanSegCreatesButCannotProcessOrDestroyNorFreeItsFrames) {
   const auto binding = GetQuorinHumanSegSymbols();
   const int framesBefore = kaz_test::LiveFrames();
@@ -50,5 +52,21 @@ TEST(CreateFails, UncreatedWrapperNeverCallsTheModuleNorLogs) {
   EXPECT_EQ(cv::countNonZero(result != 6), 0);
   EXPECT_TRUE(log.Lines().empty()) << log.Dump();
 }
+
+#elif KAZ_LAYOUT == 2
+// No frame can be made, so the module is never called; one "API is null" line per frame.
+TEST(KernelAbsent, HumanSegNeverGetsAFrame) {
+  const auto binding = GetQuorinHumanSegSymbols();
+  QuorinHumanSeg seg("", "", "/models", 2);
+  ASSERT_TRUE(seg.Created());
+  LogCapture log;
+  const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
+  cv::Mat mask(4, 4, CV_8UC1, cv::Scalar(6));
+  EXPECT_FALSE(seg.Process(image, mask));
+  EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
+  EXPECT_EQ(cv::countNonZero(mask != 6), 0);
+  EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2) << log.Dump();
+}
+#endif
 
 }  // namespace
