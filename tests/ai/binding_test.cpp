@@ -82,9 +82,8 @@ class ModuleBinding : public ::testing::TestWithParam<ModuleRow> {};
 
 TEST_P(ModuleBinding, BindsOnceAsFarAsItsLibraryAllows) {
   const ModuleRow& row = GetParam();
-  const Scenario scenario = KAZ_LAYOUT == 0   ? row.full
-                            : KAZ_LAYOUT == 1 ? row.faults
-                                              : row.noKernel;
+  const Scenario layouts[] = {row.full, row.faults, row.noKernel};
+  const Scenario scenario = layouts[KAZ_LAYOUT];
   const std::string file = row.file;
   std::vector<std::shared_ptr<LibarySymbols>> seen(6);
   std::vector<std::thread> threads;
@@ -111,23 +110,19 @@ TEST_P(ModuleBinding, BindsOnceAsFarAsItsLibraryAllows) {
             scenario == kAbsent || scenario == kPartial ? 1 : 0)
       << all.Dump();
 
-  // A library that appears after its first use is never bound.
-  if (scenario == kAbsent && KAZ_LAYOUT == 1) {
+  // A library that appears after its first use is never bound: its wrapper still finds create
+  // and destroy missing, and names only the model it would have used.
+  if (scenario == kAbsent && KAZ_LAYOUT == 1 && row.create != nullptr) {
     const fs::path late = fs::path(KAZ_DOUBLES_DIR) / "late" / row.file;
     fs::copy_file(fs::path(KAZ_DOUBLES_DIR) / "modules" / row.file, late,
                   fs::copy_options::overwrite_existing);
     LogCapture log;
-    const bool created = row.create != nullptr && row.create();
+    EXPECT_FALSE(row.create());
     EXPECT_EQ(row.get(), binding);
     fs::remove(late);
-    EXPECT_FALSE(created);
     EXPECT_EQ(binding->ModuleHandle(), nullptr);
-    EXPECT_EQ(log.Count(2, "load lib: " + file + " error\n"), 0) << log.Dump();
-    if (row.create != nullptr) {
-      // The missing create and destroy, and the model the wrapper would have used.
-      EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2 + kDeviceNulls[KAZ_LAYOUT]) << log.Dump();
-      EXPECT_EQ(log.CountFormat(kKAZLogLoadLib, 2), *row.model != '\0' ? 1 : 0) << log.Dump();
-    }
+    EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2 + kDeviceNulls[KAZ_LAYOUT]) << log.Dump();
+    EXPECT_EQ(log.CountFormat(kKAZLogLoadLib, 2), *row.model != '\0' ? 1 : 0) << log.Dump();
   }
   if (row.create == nullptr || (scenario != kBound && scenario != kCreateFails)) return;
 

@@ -21,7 +21,6 @@ namespace {
 
 #if KAZ_LAYOUT == 1
 TEST(PartialModule, HumanSegCreatesButCannotProcessOrDestroyNorFreeItsFrames) {
-  const auto binding = GetQuorinHumanSegSymbols();
   const int framesBefore = kaz_test::LiveFrames();
   const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
   cv::Mat mask(4, 4, CV_8UC1, cv::Scalar(6));
@@ -34,7 +33,7 @@ TEST(PartialModule, HumanSegCreatesButCannotProcessOrDestroyNorFreeItsFrames) {
     EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 3) << log.Dump();
     EXPECT_EQ(cv::countNonZero(mask != 6), 0);
   }
-  const KazModuleDoubleStats stats = kaz_test::ModuleStats(*binding);
+  const KazModuleDoubleStats stats = kaz_test::ModuleStats(*GetQuorinHumanSegSymbols());
   EXPECT_EQ(std::vector<int>({stats.processCalls, stats.destroyCalls, stats.liveInstances,
                               kaz_test::LiveFrames() - framesBefore}),
             std::vector<int>({0, 0, 1, 2}));
@@ -43,12 +42,11 @@ TEST(PartialModule, HumanSegCreatesButCannotProcessOrDestroyNorFreeItsFrames) {
 TEST(CreateFails, UncreatedWrapperNeverCallsTheModuleNorLogs) {
   QuorinDepthEstimate depth("/models");
   ASSERT_FALSE(depth.Created());
-  const auto binding = GetQuorinDepthEstimationSymbols();
   const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
   cv::Mat result(2, 2, CV_8UC1, cv::Scalar(6));
   LogCapture log;
   EXPECT_FALSE(depth.Process(image, result));
-  EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
+  EXPECT_EQ(kaz_test::ModuleStats(*GetQuorinDepthEstimationSymbols()).processCalls, 0);
   EXPECT_EQ(cv::countNonZero(result != 6), 0);
   EXPECT_TRUE(log.Lines().empty()) << log.Dump();
 }
@@ -56,14 +54,13 @@ TEST(CreateFails, UncreatedWrapperNeverCallsTheModuleNorLogs) {
 #elif KAZ_LAYOUT == 2
 // No frame can be made, so the module is never called; one "API is null" line per frame.
 TEST(KernelAbsent, HumanSegNeverGetsAFrame) {
-  const auto binding = GetQuorinHumanSegSymbols();
   QuorinHumanSeg seg("", "", "/models", 2);
   ASSERT_TRUE(seg.Created());
   LogCapture log;
   const cv::Mat image(4, 4, CV_8UC4, cv::Scalar::all(1));
   cv::Mat mask(4, 4, CV_8UC1, cv::Scalar(6));
   EXPECT_FALSE(seg.Process(image, mask));
-  EXPECT_EQ(kaz_test::ModuleStats(*binding).processCalls, 0);
+  EXPECT_EQ(kaz_test::ModuleStats(*GetQuorinHumanSegSymbols()).processCalls, 0);
   EXPECT_EQ(cv::countNonZero(mask != 6), 0);
   EXPECT_EQ(log.CountFormat(kKAZLogApiNull, 4), 2) << log.Dump();
 }

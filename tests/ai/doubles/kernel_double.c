@@ -60,19 +60,18 @@ QUORIN_API QuorinFrame* QuorinVideoFrameAlloc(int32_t format, int32_t width, int
   return tracked;
 }
 
+/* Only the first plane and row step are kept: the formats here have one plane. */
 QUORIN_API QuorinFrame* QuorinVideoFrameMake(uint8_t* const planes[3], int32_t format,
                                              int32_t reserved0, int32_t width, int32_t height,
                                              const int32_t strides[3], int32_t reserved1) {
   const int32_t bpp = BytesPerPixel(format);
   if (planes == NULL || strides == NULL || planes[0] == NULL || bpp == 0) return NULL;
+  if (width < 1 || height < 1 || strides[0] < width * bpp) return NULL;
   /* Both reserved arguments must be 0, so any other argument landing there shows. */
   if (reserved0 != 0 || reserved1 != 0) return NULL;
-  if (width < 1 || height < 1 || strides[0] < width * bpp) return NULL;
   QuorinFrame frame = {.format = format, .planeCount = 1, .width = width, .height = height};
-  for (int i = 0; i < 3; ++i) {
-    frame.planes[i] = planes[i];
-    frame.strides[i] = strides[i];
-  }
+  frame.planes[0] = planes[0];
+  frame.strides[0] = strides[0];
   return Track(&frame);
 }
 

@@ -3,26 +3,20 @@
  * module's entry points but the landmark ones. Variants by compile definition:
  *   KAZ_DOUBLE_CREATE_FAILS  every create answers 3 and leaves the instance null
  *   <EntryPoint>=<OtherName> leaves that entry point out, as a library lacking it would
- * Creation of a module that takes a model fails (status 2) for a path not ending in ".model".
- * The modules paint their output from the input: output pixel x, y takes the input pixel at
+ * Creation with a model fails (status 2) for a path not ending in ".model".
+ * Each module paints its output from the input: output pixel x, y takes the input pixel at
  * x * inWidth / outWidth, y * inHeight / outHeight, all four bytes for a BGRA output, else the
- * byte the module reads (0 B, 1 G, 2 R, 3 A). Human segmentation writes the mask
- * KAZ_DOUBLE_HUMANSEG_MASK chooses, read on every call:
- *   ramp (default)  (x + 2y) mod 256
- *   fill:V          V everywhere
- *   channel:C       byte C
- *   fail:V          V everywhere, and answers 9
- * Anything else answers 8. The modules that hand back a frame of their own (allocated through
- * the kernel) lay it out differently, so the plug-in's reading of width, height, pixels and row
- * step is exercised:
- *   clothes   byte 0, input size, rows padded by 13 bytes of 0xEE
- *   depth     byte 1, ceil(w / 2) x ceil(h / 2)
- *   skin      byte 2, input size, rows exactly width bytes
- *   semantic  byte 3 plus the "offset" parameter (saturated), row step given as 0
- * With KAZ_DOUBLE_FRAME_MODULE_FAIL set they still hand back their frame but answer 3.
+ * byte the module reads (0 B, 1 G, 2 R, 3 A).
+ * Human segmentation: the mask KAZ_DOUBLE_HUMANSEG_MASK chooses on every call, "ramp" (the
+ * default) (x + 2y) mod 256, "fill:V" V everywhere, "channel:C" byte C, "fail:V" V everywhere
+ * and status 9; anything else answers 8.
+ * Clothes, depth, skin and semantic hand back a frame of their own from the kernel, each laid
+ * out differently: clothes byte 0, rows padded by 13 bytes of 0xEE; depth byte 1 at
+ * ceil(w / 2) x ceil(h / 2); skin byte 2, rows exactly width bytes; semantic byte 3 plus its
+ * "offset" parameter (saturated), row step given as 0. With KAZ_DOUBLE_FRAME_MODULE_FAIL set
+ * they still hand back their frame but answer 3.
  * Fade film: every byte plus "level" (saturated); sizes must be equal.
- * Wiper: byte 2, raised to the guide's value where a guide is given.
- */
+ * Wiper: byte 2, raised to the guide's value where a guide is given. */
 #include <dlfcn.h>
 #include <pthread.h>
 #include <stdio.h>
