@@ -1,92 +1,78 @@
 /* SPDX-License-Identifier: MIT */
-/* Test-double kernel: frames are plain records kept in a list, so that a free of anything the
- * kernel never handed out is counted, and frames a test leaves behind stay reachable. An entry
- * point is left out by defining its name to another, as a kernel lacking it would. */
+/* Test-double kernel: frame records live in a fixed table, so a frame a test leaves behind is no
+ * leak, and a free of anything the kernel never handed out (or handed back already) aborts where
+ * it happens. An entry point is left out by defining its name to another, as a kernel lacking it
+ * would. */
 #include <pthread.h>
 #include <stdlib.h>
 
 #include "double_probe.h"
 #include "quorin/quorin_kernel.h"
 
-typedef struct Node {
-  QuorinFrame frame; /* first, so a frame's address is its node's */
-  struct Node* next;
-} Node;
+typedef struct Slot {
+  QuorinFrame frame;
+  int live;
+} Slot;
 
+enum { kMaxFrames = 256 };
 static pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
-static Node* g_frames;
-static KazKernelDoubleStats g_stats;
+static Slot g_frames[kMaxFrames];
+static int32_t g_liveFrames;
 
 static int32_t BytesPerPixel(int32_t format) {
-  switch (format) {
-    case QUORIN_FORMAT_BGRA8:
-      return 4;
-    case QUORIN_FORMAT_GRAY8:
-    case QUORIN_FORMAT_GRAY8_AUX:
-      return 1;
-    default:
-      return 0;
+  if (format == QUORIN_FORMAT_BGRA8) return 4;
+  return format == QUORIN_FORMAT_GRAY8 || format == QUORIN_FORMAT_GRAY8_AUX ? 1 : 0;
+}
+
+/* A live copy of `frame` in a free slot; null when the table is full. */
+static QuorinFrame* Track(const QuorinFrame* frame) {
+  QuorinFrame* tracked = NULL;
+  pthread_mutex_lock(&g_lock);
+  for (int i = 0; i < kMaxFrames && tracked == NULL; ++i) {
+    if (g_frames[i].live) continue;
+    g_frames[i] = (Slot){*frame, 1};
+    tracked = &g_frames[i].frame;
+    g_liveFrames++;
   }
+  pthread_mutex_unlock(&g_lock);
+  return tracked;
 }
 
-static QuorinFrame* Track(Node* node) {
+QUORIN_API int32_t KazKernelDoubleLiveFrames(void) {
   pthread_mutex_lock(&g_lock);
-  node->next = g_frames;
-  g_frames = node;
-  g_stats.liveFrames++;
+  const int32_t live = g_liveFrames;
   pthread_mutex_unlock(&g_lock);
-  return &node->frame;
-}
-
-QUORIN_API const char* KazDoubleScenario(void) { return KAZ_DOUBLE_SCENARIO; }
-
-QUORIN_API void KazKernelDoubleStatsGet(KazKernelDoubleStats* stats) {
-  pthread_mutex_lock(&g_lock);
-  *stats = g_stats;
-  pthread_mutex_unlock(&g_lock);
+  return live;
 }
 
 QUORIN_API QuorinFrame* QuorinVideoFrameAlloc(int32_t format, int32_t width, int32_t height) {
   const int32_t bpp = BytesPerPixel(format);
   if (bpp == 0 || width < 1 || height < 1) return NULL;
-  Node* node = calloc(1, sizeof *node);
-  if (node == NULL) return NULL;
-  node->frame.planes[0] = calloc((size_t)width * (size_t)bpp, (size_t)height);
-  if (node->frame.planes[0] == NULL) {
-    free(node);
-    return NULL;
-  }
-  node->frame.format = format;
-  node->frame.flags = QUORIN_FRAME_OWNS_PIXELS;
-  node->frame.planeCount = 1;
-  node->frame.width = width;
-  node->frame.height = height;
-  node->frame.strides[0] = width * bpp;
-  return Track(node);
+  QuorinFrame frame = {.format = format,
+                       .flags = QUORIN_FRAME_OWNS_PIXELS,
+                       .planeCount = 1,
+                       .width = width,
+                       .height = height};
+  frame.planes[0] = calloc((size_t)width * (size_t)bpp, (size_t)height);
+  frame.strides[0] = width * bpp;
+  QuorinFrame* tracked = frame.planes[0] != NULL ? Track(&frame) : NULL;
+  if (tracked == NULL) free(frame.planes[0]);
+  return tracked;
 }
 
+/* Only the first plane and row step are kept: the formats here have one plane. */
 QUORIN_API QuorinFrame* QuorinVideoFrameMake(uint8_t* const planes[3], int32_t format,
                                              int32_t reserved0, int32_t width, int32_t height,
                                              const int32_t strides[3], int32_t reserved1) {
-  pthread_mutex_lock(&g_lock);
-  g_stats.makeCalls++;
-  g_stats.lastReserved0 = reserved0;
-  g_stats.lastReserved1 = reserved1;
-  pthread_mutex_unlock(&g_lock);
   const int32_t bpp = BytesPerPixel(format);
   if (planes == NULL || strides == NULL || planes[0] == NULL || bpp == 0) return NULL;
   if (width < 1 || height < 1 || strides[0] < width * bpp) return NULL;
-  Node* node = calloc(1, sizeof *node);
-  if (node == NULL) return NULL;
-  for (int i = 0; i < 3; ++i) {
-    node->frame.planes[i] = planes[i];
-    node->frame.strides[i] = strides[i];
-  }
-  node->frame.format = format;
-  node->frame.planeCount = 1;
-  node->frame.width = width;
-  node->frame.height = height;
-  return Track(node);
+  /* Both reserved arguments must be 0, so any other argument landing there shows. */
+  if (reserved0 != 0 || reserved1 != 0) return NULL;
+  QuorinFrame frame = {.format = format, .planeCount = 1, .width = width, .height = height};
+  frame.planes[0] = planes[0];
+  frame.strides[0] = strides[0];
+  return Track(&frame);
 }
 
 QUORIN_API QuorinFrame* QuorinVideoOpenGLFrameMake(uint32_t texture, int32_t format, int32_t width,
@@ -100,32 +86,16 @@ QUORIN_API QuorinFrame* QuorinVideoOpenGLFrameMake(uint32_t texture, int32_t for
 
 QUORIN_API void QuorinFrameFree(QuorinFrame* frame) {
   if (frame == NULL) return;
-  Node* found = NULL;
+  Slot* found = NULL;
   pthread_mutex_lock(&g_lock);
-  g_stats.freeCalls++;
-  for (Node** link = &g_frames; *link != NULL; link = &(*link)->next) {
-    if (&(*link)->frame == frame) {
-      found = *link;
-      *link = found->next;
-      g_stats.liveFrames--;
-      break;
-    }
+  for (int i = 0; i < kMaxFrames && found == NULL; ++i) {
+    if (&g_frames[i].frame == frame && g_frames[i].live) found = &g_frames[i];
   }
-  if (found == NULL) g_stats.unknownFrees++;
-  pthread_mutex_unlock(&g_lock);
-  if (found == NULL) return;
+  if (found == NULL) abort();
+  found->live = 0;
+  g_liveFrames--;
   if (found->frame.flags & QUORIN_FRAME_OWNS_PIXELS) free(found->frame.planes[0]);
-  free(found);
-}
-
-QUORIN_API void KazKernelDoubleReleaseAll(void) {
-  for (;;) {
-    pthread_mutex_lock(&g_lock);
-    QuorinFrame* frame = g_frames != NULL ? &g_frames->frame : NULL;
-    pthread_mutex_unlock(&g_lock);
-    if (frame == NULL) return;
-    QuorinFrameFree(frame);
-  }
+  pthread_mutex_unlock(&g_lock);
 }
 
 QUORIN_API int32_t QuorinDefaultDeviceTypeGet(void) { return KAZ_DOUBLE_DEVICE_TYPE; }

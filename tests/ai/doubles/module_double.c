@@ -1,27 +1,22 @@
 /* SPDX-License-Identifier: MIT */
 /* Test-double module library: one source, built under each module's file name, exporting every
- * module's entry points. Variants by compile definition:
+ * module's entry points but the landmark ones. Variants by compile definition:
  *   KAZ_DOUBLE_CREATE_FAILS  every create answers 3 and leaves the instance null
  *   <EntryPoint>=<OtherName> leaves that entry point out, as a library lacking it would
- * Creation of a module that takes a model fails (status 2) for a path not ending in ".model".
- * Human segmentation writes the mask KAZ_DOUBLE_HUMANSEG_MASK chooses, read on every call
- * (output pixel x, y; input pixel at x * inWidth / outWidth, y * inHeight / outHeight):
- *   ramp (default)           (x + 2y) mod 256
- *   fill:V                   V everywhere
- *   channel:C                the input's byte C (0 B, 1 G, 2 R, 3 A) at the input pixel
- *   fail                     writes nothing and answers 9
- *   fail:V                   writes V everywhere and answers 9
- * Anything else answers 8. The modules that hand back a frame of their own (allocated through
- * the kernel) copy one input byte a pixel and lay the frame out differently, so the plug-in's
- * reading of width, height, pixels and row step is exercised:
- *   clothes   byte 0 (B), input size, rows padded by 13 bytes of 0xEE
- *   depth     byte 1 (G) of every second pixel and row: ceil(w / 2) x ceil(h / 2)
- *   skin      byte 2 (R), input size, rows exactly width bytes
- *   semantic  byte 3 (A) plus the "offset" parameter (saturated), row step given as 0
- * With KAZ_DOUBLE_FRAME_MODULE_FAIL set they still hand back their frame but answer 3.
- * Fade film: output byte = input byte + "level" (saturated); sizes must be equal.
- * Wiper: mask = the input's R byte at the nearest input pixel, raised to the guide's value.
- */
+ * Creation with a model fails (status 2) for a path not ending in ".model".
+ * Each module paints its output from the input: output pixel x, y takes the input pixel at
+ * x * inWidth / outWidth, y * inHeight / outHeight, all four bytes for a BGRA output, else the
+ * byte the module reads (0 B, 1 G, 2 R, 3 A).
+ * Human segmentation: the mask KAZ_DOUBLE_HUMANSEG_MASK chooses on every call, "ramp" (the
+ * default) (x + 2y) mod 256, "fill:V" V everywhere, "channel:C" byte C, "fail:V" V everywhere
+ * and status 9; anything else answers 8.
+ * Clothes, depth, skin and semantic hand back a frame of their own from the kernel, each laid
+ * out differently: clothes byte 0, rows padded by 13 bytes of 0xEE; depth byte 1 at
+ * ceil(w / 2) x ceil(h / 2); skin byte 2, rows exactly width bytes; semantic byte 3 plus its
+ * "offset" parameter (saturated), row step given as 0. With KAZ_DOUBLE_FRAME_MODULE_FAIL set
+ * they still hand back their frame but answer 3.
+ * Fade film: every byte plus "level" (saturated); sizes must be equal.
+ * Wiper: byte 2, raised to the guide's value where a guide is given. */
 #include <dlfcn.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -39,6 +34,7 @@
 #include "quorin/quorin_wiper.h"
 
 typedef struct KazInstance {
+  int live;
   int busy;
   float param;
 } KazInstance;
@@ -52,10 +48,8 @@ enum { kCreateFails = 0 };
 
 static pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
 static KazModuleDoubleStats g_stats;
-/* Live instances stay reachable here, so a test that never destroys one leaks nothing. */
-static KazInstance* g_live[kMaxInstances];
-
-QUORIN_API const char* KazDoubleScenario(void) { return KAZ_DOUBLE_SCENARIO; }
+/* Static, so an instance a test never destroys is no leak once the library is unloaded. */
+static KazInstance g_instances[kMaxInstances];
 
 QUORIN_API void KazModuleDoubleStatsGet(KazModuleDoubleStats* stats) {
   pthread_mutex_lock(&g_lock);
@@ -63,29 +57,18 @@ QUORIN_API void KazModuleDoubleStatsGet(KazModuleDoubleStats* stats) {
   pthread_mutex_unlock(&g_lock);
 }
 
-QUORIN_API void KazModuleDoubleReleaseAll(void) {
-  pthread_mutex_lock(&g_lock);
+/* The live instance at this address, or null. */
+static KazInstance* LiveInstance(const void* instance) {
   for (int i = 0; i < kMaxInstances; ++i) {
-    if (g_live[i] == NULL) continue;
-    free(g_live[i]);
-    g_live[i] = NULL;
-    g_stats.liveInstances--;
+    if (instance == &g_instances[i] && g_instances[i].live) return &g_instances[i];
   }
-  pthread_mutex_unlock(&g_lock);
-}
-
-static int SlotOf(const void* instance) {
-  for (int i = 0; i < kMaxInstances; ++i) {
-    if (instance != NULL && g_live[i] == instance) return i;
-  }
-  return -1;
+  return NULL;
 }
 
 static int ModelPathOk(const char* path) {
   static const char kSuffix[] = ".model";
   const size_t length = path != NULL ? strlen(path) : 0;
-  return length > sizeof kSuffix - 1 &&
-         strcmp(path + length - (sizeof kSuffix - 1), kSuffix) == 0 && path[length - 7] != '/';
+  return length >= sizeof kSuffix && strcmp(path + length - (sizeof kSuffix - 1), kSuffix) == 0;
 }
 
 /* A null model path stands for a module that takes none. */
@@ -93,14 +76,11 @@ static int32_t Create(const char* modelPath, const QuorinModuleConfig* config, v
                       int takesModel) {
   pthread_mutex_lock(&g_lock);
   g_stats.createCalls++;
-  g_stats.lastModelPath[0] = '\0';
-  if (modelPath != NULL) {
-    strncpy(g_stats.lastModelPath, modelPath, sizeof g_stats.lastModelPath - 1);
-  }
+  snprintf(g_stats.lastModelPath, sizeof g_stats.lastModelPath, "%s", modelPath ? modelPath : "");
   if (config != NULL) g_stats.lastConfig = *config;
-  int slot = -1;
-  for (int i = 0; i < kMaxInstances && slot < 0; ++i) {
-    if (g_live[i] == NULL) slot = i;
+  KazInstance* slot = NULL;
+  for (int i = 0; i < kMaxInstances && slot == NULL; ++i) {
+    if (!g_instances[i].live) slot = &g_instances[i];
   }
   int32_t status = 0;
   if (instance == NULL || config == NULL) {
@@ -109,10 +89,11 @@ static int32_t Create(const char* modelPath, const QuorinModuleConfig* config, v
     status = 3;
   } else if (takesModel && !ModelPathOk(modelPath)) {
     status = 2;
-  } else if (slot < 0 || (g_live[slot] = calloc(1, sizeof(KazInstance))) == NULL) {
+  } else if (slot == NULL) {
     status = 4;
   } else {
-    *instance = g_live[slot];
+    *slot = (KazInstance){1, 0, 0.0f};
+    *instance = slot;
     g_stats.liveInstances++;
   }
   pthread_mutex_unlock(&g_lock);
@@ -123,14 +104,13 @@ static int32_t Destroy(void* instance) {
   pthread_mutex_lock(&g_lock);
   g_stats.destroyCalls++;
   if (instance == NULL) g_stats.destroyNullCalls++;
-  const int slot = SlotOf(instance);
-  if (slot >= 0) {
-    free(g_live[slot]);
-    g_live[slot] = NULL;
+  KazInstance* live = LiveInstance(instance);
+  if (live != NULL) {
+    live->live = 0;
     g_stats.liveInstances--;
   }
   pthread_mutex_unlock(&g_lock);
-  return instance == NULL || slot >= 0 ? 0 : 1;
+  return instance == NULL || live != NULL ? 0 : 1;
 }
 
 /* Enters a call on a live instance (null for anything else), noting overlaps. The delay in
@@ -138,8 +118,7 @@ static int32_t Destroy(void* instance) {
 static KazInstance* Enter(void* instance) {
   pthread_mutex_lock(&g_lock);
   g_stats.processCalls++;
-  const int slot = SlotOf(instance);
-  KazInstance* live = slot >= 0 ? g_live[slot] : NULL;
+  KazInstance* live = LiveInstance(instance);
   if (live != NULL && live->busy++ > 0) g_stats.overlaps++;
   pthread_mutex_unlock(&g_lock);
   const char* delay = getenv("KAZ_DOUBLE_DELAY_US");
@@ -158,16 +137,9 @@ static void Leave(KazInstance* instance) {
   pthread_mutex_unlock(&g_lock);
 }
 
-static KazFrameShape Shape(const QuorinFrame* frame) {
-  KazFrameShape shape = {0, 0, 0, 0, 0, NULL};
-  if (frame == NULL) return shape;
-  shape.present = 1;
-  shape.format = frame->format;
-  shape.width = frame->width;
-  shape.height = frame->height;
-  shape.stride = frame->strides[0];
-  shape.pixels = frame->planes[0];
-  return shape;
+static KazFrameShape Shape(const QuorinFrame* f) {
+  if (f == NULL) return (KazFrameShape){0, 0, 0, 0, NULL};
+  return (KazFrameShape){f->format, f->width, f->height, f->strides[0], f->planes[0]};
 }
 
 static void RecordFrames(const QuorinFrame* input, const QuorinFrame* output,
@@ -180,71 +152,69 @@ static void RecordFrames(const QuorinFrame* input, const QuorinFrame* output,
 }
 
 static int32_t SetParam(void* instance, const char* name, float value, const char* known) {
-  pthread_mutex_lock(&g_lock);
-  g_stats.lastParamName[0] = '\0';
-  if (name != NULL) strncpy(g_stats.lastParamName, name, sizeof g_stats.lastParamName - 1);
-  g_stats.lastParamValue = value;
-  pthread_mutex_unlock(&g_lock);
   KazInstance* live = Enter(instance);
-  int32_t status = 1;
-  if (live != NULL && name != NULL && strcmp(name, known) == 0) {
-    live->param = value;
-    status = 0;
-  }
+  const int32_t status = live != NULL && name != NULL && strcmp(name, known) == 0 ? 0 : 1;
+  if (status == 0) live->param = value;
   Leave(live);
   return status;
 }
 
-static void CountSizeCall(void) {
-  pthread_mutex_lock(&g_lock);
-  g_stats.sizeCalls++;
-  pthread_mutex_unlock(&g_lock);
+static int32_t BytesPerPixel(const QuorinFrame* frame) {
+  return frame->format == QUORIN_FORMAT_BGRA8 ? 4 : 1;
 }
 
 /* Row step in bytes (a stride of 0 means width bytes). */
 static int32_t Stride(const QuorinFrame* frame) {
-  const int32_t bpp = frame->format == QUORIN_FORMAT_BGRA8 ? 4 : 1;
-  return frame->strides[0] == 0 ? frame->width * bpp : frame->strides[0];
+  return frame->strides[0] == 0 ? frame->width * BytesPerPixel(frame) : frame->strides[0];
 }
 
 /* True for a frame of `format` with pixels, a positive size and rows long enough. */
 static int FrameOk(const QuorinFrame* frame, int32_t format) {
-  if (frame == NULL || frame->format != format || frame->planes[0] == NULL) return 0;
-  if (frame->width < 1 || frame->height < 1) return 0;
-  const int32_t bpp = format == QUORIN_FORMAT_BGRA8 ? 4 : 1;
-  return Stride(frame) >= frame->width * bpp;
+  return frame != NULL && frame->format == format && frame->planes[0] != NULL &&
+         frame->width >= 1 && frame->height >= 1 &&
+         Stride(frame) >= frame->width * BytesPerPixel(frame);
 }
 
-static const uint8_t* Pixel(const QuorinFrame* frame, int32_t x, int32_t y, int32_t bpp) {
-  return frame->planes[0] + (size_t)y * (size_t)Stride(frame) + (size_t)x * (size_t)bpp;
+static uint8_t* Pixel(const QuorinFrame* frame, int32_t x, int32_t y) {
+  return frame->planes[0] + (size_t)y * (size_t)Stride(frame) +
+         (size_t)x * (size_t)BytesPerPixel(frame);
 }
 
-static uint8_t Saturate(int value) { return (uint8_t)(value < 0 ? 0 : value > 255 ? 255 : value); }
+/* Paints `out` from `in` as described at the top, each byte raised by `add` (saturated) and then
+ * to the guide's value. */
+static void Paint(const QuorinFrame* in, QuorinFrame* out, int channel, int add,
+                  const QuorinFrame* guide) {
+  const int32_t bpp = BytesPerPixel(out);
+  for (int32_t y = 0; y < out->height; ++y) {
+    const int32_t sy = (int32_t)((int64_t)y * in->height / out->height);
+    for (int32_t x = 0; x < out->width; ++x) {
+      const uint8_t* from = Pixel(in, (int32_t)((int64_t)x * in->width / out->width), sy);
+      const int least = guide != NULL ? *Pixel(guide, x, y) : 0;
+      for (int32_t b = 0; b < bpp; ++b) {
+        const int value = from[bpp == 4 ? b : channel] + add;
+        Pixel(out, x, y)[b] = (uint8_t)(value < least ? least : value > 255 ? 255 : value);
+      }
+    }
+  }
+}
 
 static int32_t WriteMask(const QuorinFrame* in, QuorinFrame* out) {
   const char* pattern = getenv("KAZ_DOUBLE_HUMANSEG_MASK");
-  if (pattern == NULL || *pattern == '\0') pattern = "ramp";
   int fill = -1, channel = -1;
   int32_t status = 0;
-  if (strcmp(pattern, "ramp") == 0) {
+  if (pattern == NULL || *pattern == '\0' || strcmp(pattern, "ramp") == 0) {
   } else if (sscanf(pattern, "fill:%d", &fill) == 1) {
   } else if (sscanf(pattern, "channel:%d", &channel) == 1 && channel >= 0 && channel < 4) {
-  } else if (strcmp(pattern, "fail") == 0) {
-    return 9;
+    Paint(in, out, channel, 0, NULL);
+    return 0;
   } else if (sscanf(pattern, "fail:%d", &fill) == 1) {
     status = 9;
   } else {
     return 8;
   }
   for (int32_t y = 0; y < out->height; ++y) {
-    uint8_t* row = out->planes[0] + (size_t)y * (size_t)Stride(out);
-    const int32_t sy = (int32_t)((int64_t)y * in->height / out->height);
     for (int32_t x = 0; x < out->width; ++x) {
-      const int32_t sx = (int32_t)((int64_t)x * in->width / out->width);
-      int value = (x + 2 * y) & 255;
-      if (fill >= 0) value = fill;
-      if (channel >= 0) value = Pixel(in, sx, sy, 4)[channel];
-      row[x] = (uint8_t)value;
+      *Pixel(out, x, y) = (uint8_t)(fill >= 0 ? fill : (x + 2 * y) & 255);
     }
   }
   return status;
@@ -255,21 +225,19 @@ QUORIN_API int32_t QuorinHumanSegmentCreate(const char* modelPath, const QuorinM
   return Create(modelPath, config, instance, 1);
 }
 
+/* The plug-in binds the size calls but never makes them: were it to, they would fail. */
 QUORIN_API int32_t QuorinHumanSegmentInputSizeGet(void* instance, int32_t* width, int32_t* height) {
   (void)instance;
-  CountSizeCall();
-  if (width == NULL || height == NULL) return 1;
-  *width = 256;
-  *height = 256;
-  return 0;
+  (void)width;
+  (void)height;
+  return 1;
 }
 
 QUORIN_API int32_t QuorinHumanSegmentOutputSizeSet(void* instance, int32_t width, int32_t height) {
   (void)instance;
   (void)width;
   (void)height;
-  CountSizeCall();
-  return 0;
+  return 1;
 }
 
 QUORIN_API int32_t QuorinHumanSegmentProcess(void* instance, const QuorinFrame* input,
@@ -298,33 +266,23 @@ static QuorinFrame* KernelAlloc(int32_t format, int32_t width, int32_t height) {
   return frame;
 }
 
-static QuorinFrame* Render(const QuorinFrame* in, int channel, int padding, int half,
-                           int strideZero, float offset) {
-  const int32_t width = half ? (in->width + 1) / 2 : in->width;
-  const int32_t height = half ? (in->height + 1) / 2 : in->height;
-  const int32_t step = half ? 2 : 1;
-  QuorinFrame* out = KernelAlloc(QUORIN_FORMAT_GRAY8, width + padding, height);
-  if (out == NULL) return NULL;
-  memset(out->planes[0], 0xEE, (size_t)out->strides[0] * (size_t)height);
-  out->width = width;
-  for (int32_t y = 0; y < height; ++y) {
-    uint8_t* row = out->planes[0] + (size_t)y * (size_t)out->strides[0];
-    for (int32_t x = 0; x < width; ++x) {
-      row[x] = Saturate(Pixel(in, x * step, y * step, 4)[channel] + (int)offset);
-    }
-  }
-  if (strideZero) out->strides[0] = 0;
-  return out;
-}
-
 static int32_t OwnFrameProcess(void* instance, const QuorinFrame* input, QuorinFrame** output,
                                int channel, int padding, int half, int strideZero) {
   KazInstance* live = Enter(instance);
   RecordFrames(input, NULL, NULL);
   int32_t status = 1;
   if (live != NULL && output != NULL && FrameOk(input, QUORIN_FORMAT_BGRA8)) {
-    *output = Render(input, channel, padding, half, strideZero, live->param);
-    status = *output == NULL ? 5 : getenv("KAZ_DOUBLE_FRAME_MODULE_FAIL") != NULL ? 3 : 0;
+    const int32_t width = half ? (input->width + 1) / 2 : input->width;
+    const int32_t height = half ? (input->height + 1) / 2 : input->height;
+    QuorinFrame* out = KernelAlloc(QUORIN_FORMAT_GRAY8, width + padding, height);
+    if (out != NULL) {
+      memset(out->planes[0], 0xEE, (size_t)out->strides[0] * (size_t)height);
+      out->width = width;
+      Paint(input, out, channel, (int)live->param, NULL);
+      if (strideZero) out->strides[0] = 0;
+    }
+    *output = out;
+    status = out == NULL ? 5 : getenv("KAZ_DOUBLE_FRAME_MODULE_FAIL") != NULL ? 3 : 0;
   }
   Leave(live);
   return status;
@@ -365,15 +323,9 @@ QUORIN_API int32_t QuorinFadeFilmProcess(void* instance, const QuorinFrame* inpu
   RecordFrames(input, output, NULL);
   int32_t status = 1;
   if (live != NULL && FrameOk(input, QUORIN_FORMAT_BGRA8) && FrameOk(output, QUORIN_FORMAT_BGRA8)) {
-    status = 2;
-    if (input->width == output->width && input->height == output->height) {
-      for (int32_t y = 0; y < input->height; ++y) {
-        const uint8_t* in = Pixel(input, 0, y, 4);
-        uint8_t* out = output->planes[0] + (size_t)y * (size_t)Stride(output);
-        for (int32_t i = 0; i < input->width * 4; ++i) out[i] = Saturate(in[i] + (int)live->param);
-      }
-      status = 0;
-    }
+    const int sameSize = input->width == output->width && input->height == output->height;
+    if (sameSize) Paint(input, output, 0, (int)live->param, NULL);
+    status = sameSize ? 0 : 2;
   }
   Leave(live);
   return status;
@@ -385,26 +337,16 @@ QUORIN_API int32_t QuorinWiperCreate(const QuorinModuleConfig* config, void** in
   return Create(NULL, config, instance, 0);
 }
 
+/* A guide must be a format 1 frame of the mask's size. */
 QUORIN_API int32_t QuorinWiper(void* instance, const QuorinFrame* input, QuorinFrame* mask,
                                const QuorinFrame* aux) {
   KazInstance* live = Enter(instance);
   RecordFrames(input, mask, aux);
   int32_t status = 1;
-  /* A guide must be a format 1 frame of the mask's size. */
-  const int auxOk = aux == NULL || (FrameOk(aux, QUORIN_FORMAT_GRAY8_AUX) &&
-                                    aux->width == mask->width && aux->height == mask->height);
   if (live != NULL && FrameOk(input, QUORIN_FORMAT_BGRA8) && FrameOk(mask, QUORIN_FORMAT_GRAY8) &&
-      auxOk) {
-    for (int32_t y = 0; y < mask->height; ++y) {
-      const int32_t sy = (int32_t)((int64_t)y * input->height / mask->height);
-      uint8_t* out = mask->planes[0] + (size_t)y * (size_t)Stride(mask);
-      for (int32_t x = 0; x < mask->width; ++x) {
-        const int32_t sx = (int32_t)((int64_t)x * input->width / mask->width);
-        const uint8_t value = Pixel(input, sx, sy, 4)[2];
-        const uint8_t guide = aux != NULL ? *Pixel(aux, x, y, 1) : 0;
-        out[x] = guide > value ? guide : value;
-      }
-    }
+      (aux == NULL || (FrameOk(aux, QUORIN_FORMAT_GRAY8_AUX) && aux->width == mask->width &&
+                       aux->height == mask->height))) {
+    Paint(input, mask, 2, 0, aux);
     status = 0;
   }
   Leave(live);
@@ -412,20 +354,3 @@ QUORIN_API int32_t QuorinWiper(void* instance, const QuorinFrame* input, QuorinF
 }
 
 QUORIN_API int32_t QuorinWiperDestroy(void* instance) { return Destroy(instance); }
-
-/* The landmark modules' own double is tests/effects/doubles/analysis_double.c; here stubs under
- * their names are enough to bind against. */
-#ifndef KAZ_DOUBLE_LANDMARKS_ELSEWHERE
-#define KAZ_STUB(name) \
-  QUORIN_API int32_t name(void) { return 1; }
-KAZ_STUB(QuorinPipelineFaceLandmarksV2Create)
-KAZ_STUB(QuorinPipelineFaceLandmarksV2Process)
-KAZ_STUB(QuorinPipelineFaceLandmarksV2OutputRelease)
-KAZ_STUB(QuorinPipelineFaceLandmarksV2Destroy)
-KAZ_STUB(QuorinPipelineFaceLandmarksV2StatusReset)
-KAZ_STUB(QuorinHumanLandmarksCreate)
-KAZ_STUB(QuorinHumanLandmarksProcess)
-KAZ_STUB(QuorinHumanLandmarksOutputRelease)
-KAZ_STUB(QuorinHumanLandmarksDestroy)
-KAZ_STUB(QuorinHumanLandmarksStatusReset)
-#endif
