@@ -15,9 +15,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-/* The bookkeeping (instances, overlaps, frame records) of the module double, with the landmark
- * entry points left to this file. */
-#define KAZ_DOUBLE_LANDMARKS_ELSEWHERE
+/* The bookkeeping (instances, overlaps, frame records) of the module double. */
 #include "module_double.c"
 
 #include "analysis_probe.h"
