@@ -9,6 +9,7 @@
 
 #include <dlfcn.h>
 
+#include "ai/doubles/double_probe.h"
 #include "framework/param_value.h"
 #include "kaz/filter_api.h"
 #include "kaz/host_framework.h"
@@ -222,11 +223,9 @@ TEST_F(HostPlugin, AnEffectRendersTheBytesTheFilterApiGives) {
 int LiveModuleInstances() {
   void* lib = dlopen("libquorin_module_human_segment.so", RTLD_NOW | RTLD_NOLOAD);
   if (lib == nullptr) return -1;
-  struct Stats {
-    int32_t createCalls, destroyCalls, destroyNullCalls, liveInstances;
-    char rest[4096];
-  } stats{};
-  auto get = reinterpret_cast<void (*)(Stats*)>(dlsym(lib, "KazModuleDoubleStatsGet"));
+  KazModuleDoubleStats stats{};
+  auto get =
+      reinterpret_cast<void (*)(KazModuleDoubleStats*)>(dlsym(lib, "KazModuleDoubleStatsGet"));
   if (get) get(&stats);
   dlclose(lib);
   return get ? stats.liveInstances : -1;

@@ -21,7 +21,6 @@ typedef struct KazFrameShape {
   const uint8_t* pixels; /* null when no frame was given */
 } KazFrameShape;
 
-/* The first four fields keep their places: tests/host reads them without this header. */
 typedef struct KazModuleDoubleStats {
   int32_t createCalls;
   int32_t destroyCalls;
